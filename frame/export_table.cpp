@@ -1,0 +1,86 @@
+#include "frame/export_table.hpp"
+
+#include <array>
+#include <string_view>
+#include <vector>
+
+namespace tarnx {
+namespace {
+
+using namespace std::literals;
+
+// Splits "A B C" into the argument names, at compile time.
+template <std::size_t N>
+constexpr std::array<ExportArg, N> name_args(std::string_view names, std::array<arg::Desc, N> kinds) {
+  std::array<ExportArg, N> out{};
+  std::size_t pos = 0;
+  for (std::size_t i = 0; i < N; ++i) {
+    while (pos < names.size() && names[pos] == ' ') ++pos;
+    std::size_t end = pos;
+    while (end < names.size() && names[end] != ' ') ++end;
+    out[i] = ExportArg{kinds[i], names.substr(pos, end - pos)};
+    pos = end;
+  }
+  return out;
+}
+
+constexpr std::size_t count_names(std::string_view names) {
+  std::size_t n = 0;
+  bool in_word = false;
+  for (char c : names) {
+    if (c != ' ' && !in_word) ++n;
+    in_word = c != ' ';
+  }
+  return n;
+}
+
+#define TARNX_EXPORT_DESC(i, K) K::desc
+#define TARNX_EXPORT(name, fn, names, ...)                                                        \
+  constexpr std::array<arg::Desc, TARNX_ARGC(__VA_ARGS__)> kinds_##name{                          \
+      TARNX_FOR_EACH_INDEXED(TARNX_EXPORT_DESC, TARNX_COMMA, __VA_ARGS__)};                       \
+  static_assert(count_names(names) == kinds_##name.size(), #name ": one name per argument");     \
+  constexpr auto args_##name = name_args(names, kinds_##name);
+#include "all_exports.inc"
+#undef TARNX_EXPORT
+
+#define TARNX_EXPORT(name, fn, names, ...) ExportInfo{#name##sv, args_##name},
+const ExportInfo table[] = {
+#include "all_exports.inc"
+};
+#undef TARNX_EXPORT
+
+}  // namespace
+
+std::span<const ExportInfo> export_table() { return table; }
+
+const ExportInfo* find_export(std::string_view name) {
+  for (const ExportInfo& e : table)
+    if (e.name == name) return &e;
+  return nullptr;
+}
+
+const char* role_name(arg::Role role) {
+  switch (role) {
+    case arg::Role::In: return "in";
+    case arg::Role::Out: return "out";
+    case arg::Role::InOut: return "inout";
+    case arg::Role::Scratch: return "scratch";
+    case arg::Role::Value: return "value";
+    case arg::Role::Ref: return "ref";
+    case arg::Role::Result: return "result";
+  }
+  return "?";
+}
+
+const char* elem_name(arg::Elem elem) {
+  switch (elem) {
+    case arg::Elem::F32: return "float32";
+    case arg::Elem::F64: return "float64";
+    case arg::Elem::C64: return "complex64";
+    case arg::Elem::C128: return "complex128";
+    case arg::Elem::I32: return "int32";
+  }
+  return "?";
+}
+
+}  // namespace tarnx

@@ -1,0 +1,48 @@
+#pragma once
+// The host's array handles and the helpers that size them.
+//
+// A handle is a pointer to a pointer to a movable block: int32 dimension
+// sizes, then the elements row-major, starting at the sizes rounded up to the
+// element's alignment. The block may move on every resize, so data pointers
+// are always read afresh through the handle afterwards.
+#include <cstdint>
+
+#include "frame/status.hpp"
+#include "frame/traits.hpp"
+
+struct ZwArrayBlock;
+
+namespace tarnx {
+
+using Handle = ZwArrayBlock**;
+
+inline int32_t* sizes(Handle h) { return reinterpret_cast<int32_t*>(*h); }
+inline int32_t rows(Handle h) { return sizes(h)[0]; }
+inline int32_t cols(Handle h) { return sizes(h)[1]; }
+inline int32_t length(Handle h) { return sizes(h)[0]; }
+
+template <class T> inline T* vector_data(Handle h) {
+  return reinterpret_cast<T*>(reinterpret_cast<char*>(*h) + Traits<T>::vector_offset);
+}
+template <class T> inline T* matrix_data(Handle h) {
+  return reinterpret_cast<T*>(reinterpret_cast<char*>(*h) + 8);
+}
+
+// Number of significant bits of x - 1: the smallest b with 2^b >= x.
+int32_t size_bits(int32_t x);
+
+// Resize helpers. Each returns Ok or OutOfMemory; `out`, when given, receives
+// the first element (null on failure). The host is called only when the shape
+// differs, so reused outputs never allocate.
+template <class T> int32_t ResizeVector(Handle h, int32_t n, T** out = nullptr);
+template <class T> int32_t ResizeMatrix(Handle h, int32_t rows, int32_t cols, T** out = nullptr);
+template <class T> int32_t EmptyVector(Handle h);
+template <class T> int32_t EmptyMatrix(Handle h);
+
+// A scratch handle the caller passes as workspace is emptied on every return.
+// Emptying an already empty block needs no trip to the host.
+template <class T> inline void release_scratch(Handle h) {
+  if (h != nullptr && *h != nullptr && length(h) != 0) EmptyVector<T>(h);
+}
+
+}  // namespace tarnx

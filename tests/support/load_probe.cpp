@@ -1,0 +1,91 @@
+// Loads the library in a fresh process, as a host does, and reports what it
+// saw on standard output, one "key=value" a line.
+//   probe load LIB        start-up: the OpenMP variable and the core
+//   probe nohost LIB      call with no host module in the process
+//   probe missing LIB     call with a host module that lacks NumericArrayResize
+//   probe zwffrt LIB DIR  call with only DIR/zwffrt.so loaded as host
+//   probe main LIB ZWRT   call from a main program that exports the host
+#include <dlfcn.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+extern "C" void** AZNewHandle(std::size_t bytes);
+extern "C" long FakeHostResizeCount();
+
+namespace {
+
+void print_env(const char* key) {
+  const char* v = std::getenv("KMP_DUPLICATE_LIB_OK");
+  std::printf("%s=%s\n", key, v != nullptr ? v : "(unset)");
+}
+
+void** matrix(int32_t r, int32_t c, double value) {
+  void** h = AZNewHandle(8 + sizeof(double) * static_cast<std::size_t>(r * c));
+  auto* d = static_cast<int32_t*>(*h);
+  d[0] = r;
+  d[1] = c;
+  auto* v = reinterpret_cast<double*>(static_cast<char*>(*h) + 8);
+  for (int i = 0; i < r * c; ++i) v[i] = value;
+  return h;
+}
+
+// One product through the library; its status says whether the core works.
+int call_product(void* lib) {
+  using Fn = int32_t (*)(void**, void**, void**);
+  auto fn = reinterpret_cast<Fn>(dlsym(lib, "dMtrxMulH"));
+  void** a = matrix(2, 2, 1.0);
+  void** b = matrix(2, 2, 2.0);
+  void** c = matrix(0, 0, 0.0);
+  const int32_t status = fn(a, b, c);
+  const double* out = reinterpret_cast<double*>(static_cast<char*>(*c) + 8);
+  std::printf("status=%d\n", status);
+  if (status == 0) std::printf("c00=%g\n", out[0]);
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 3) return 2;
+  const std::string mode = argv[1];
+  if (mode == "load") {
+    print_env("before");
+    void* lib = dlopen(argv[2], RTLD_NOW | RTLD_LOCAL);
+    std::printf("loaded=%d\n", lib != nullptr);
+    if (lib == nullptr) return 3;
+    print_env("during");
+    call_product(lib);
+    dlclose(lib);
+    print_env("after");
+    return 0;
+  }
+  void* lib = dlopen(argv[2], RTLD_NOW | RTLD_LOCAL);
+  if (lib == nullptr) {
+    std::printf("dlopen failed: %s\n", dlerror());
+    return 3;
+  }
+  if (mode == "nohost") {
+    call_product(lib);
+  } else if (mode == "missing") {
+    using Set = void (*)(void*);
+    reinterpret_cast<Set>(dlsym(lib, "SetZWRTModule"))(dlopen("libm.so.6", RTLD_NOW | RTLD_LOCAL));
+    call_product(lib);
+  } else if (mode == "zwffrt" && argc > 3) {
+    void* host = dlopen((std::string(argv[3]) + "/zwffrt.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+    using Count = long (*)();
+    call_product(lib);
+    std::printf("zwffrt_resizes=%ld\n", reinterpret_cast<Count>(dlsym(host, "FakeHostResizeCount"))());
+  } else if (mode == "main" && argc > 3) {
+    void* zwrt = dlopen(argv[3], RTLD_NOW | RTLD_LOCAL);
+    using Count = int64_t (*)();
+    call_product(lib);
+    std::printf("main_resizes=%ld\n", FakeHostResizeCount());
+    std::printf("zwrt_resizes=%ld\n",
+                static_cast<long>(reinterpret_cast<Count>(dlsym(zwrt, "ZwrtResizeCount"))()));
+  }
+  return 0;
+}
