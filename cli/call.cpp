@@ -1,0 +1,232 @@
+#include "cli/call.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+
+#include "cli/os.hpp"
+#include "cli/status_text.hpp"
+#include "zwrt.h"
+
+namespace tarnx::cli {
+namespace {
+
+using arg::Elem;
+using arg::Role;
+using arg::Shape;
+
+std::string lower(std::string_view s) {
+  std::string out(s);
+  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return out;
+}
+
+std::string input_names(const ExportInfo& info) {
+  std::string names;
+  for (const ExportArg& a : info.args)
+    if (is_input(a.kind.role)) names += (names.empty() ? "" : " ") + std::string(a.name);
+  return names;
+}
+
+}  // namespace
+
+std::string library_path(const std::string& option) {
+  if (!option.empty()) return option;
+  std::string from_env = os::env("TARNX_LIB");
+  if (!from_env.empty()) return from_env;
+  return os::executable_dir() + "/../lib/TARNX_LINALG.so";
+}
+
+Library load_library(const std::string& path) {
+  std::string error;
+  void* module = os::open_library(path, &error);
+  if (module == nullptr) throw Bad("cannot load the library: " + error);
+  return Library{path, module};
+}
+
+const ExportInfo& lookup_export(const std::string& name) {
+  if (const ExportInfo* e = find_export(name)) return *e;
+  const std::string key = lower(name);
+  for (const ExportInfo& e : export_table())
+    if (lower(e.name) == key)
+      throw Bad("unknown export '" + name + "'; did you mean '" + std::string(e.name) + "'?");
+  throw Bad("unknown export '" + name + "'; 'tarnx list' shows them all");
+}
+
+std::string status_line(int32_t status) {
+  return "status " + std::to_string(status) + ": " + status_meaning(status) + "\n";
+}
+
+Call::Call(const ExportInfo& info, void* function)
+    : info_(info), function_(function), invoker_(find_invoker(info.name)), args_(info.args.size()) {}
+
+Call::~Call() {
+  for (ZwArrayHandle h : owned_) AZDisposeHandle(reinterpret_cast<void**>(h));
+}
+
+ZwArrayHandle Call::make_handle(std::size_t bytes) {
+  auto h = reinterpret_cast<ZwArrayHandle>(AZNewHandle(std::max<std::size_t>(bytes, 8)));
+  if (h == nullptr) throw Bad("out of memory for a " + std::to_string(bytes) + "-byte array");
+  owned_.push_back(h);
+  return h;
+}
+
+void Call::bind(const std::vector<std::string>& words, TextStore& store, bool* stdin_used) {
+  const std::size_t n = info_.args.size();
+  std::vector<const std::string*> given(n, nullptr);
+  std::vector<std::string> named_values;
+  named_values.reserve(words.size());
+  std::vector<const std::string*> positional;
+
+  // NAME=VALUE only when NAME is one of this export's arguments, so that a
+  // file path holding '=' still reads as a path.
+  for (const std::string& w : words) {
+    const std::size_t eq = w.find('=');
+    std::size_t index = n;
+    if (eq != std::string::npos && eq > 0)
+      for (std::size_t i = 0; i < n; ++i)
+        if (info_.args[i].name == std::string_view(w).substr(0, eq)) index = i;
+    if (index == n) {
+      positional.push_back(&w);
+      continue;
+    }
+    const ExportArg& a = info_.args[index];
+    if (a.kind.role == Role::Out || a.kind.role == Role::Scratch)
+      throw Bad(std::string(info_.name) + ": " + std::string(a.name) + " is " +
+                (a.kind.role == Role::Out ? "an output" : "a scratch handle") +
+                " and is made for you; only inputs and scalar results take a value");
+    if (given[index] != nullptr)
+      throw Bad(std::string(info_.name) + ": " + std::string(a.name) + " is given twice");
+    named_values.push_back(w.substr(eq + 1));
+    given[index] = &named_values.back();
+  }
+
+  std::size_t wanted = 0;
+  for (std::size_t i = 0; i < n; ++i)
+    if (is_input(info_.args[i].kind.role) && given[i] == nullptr) ++wanted;
+  if (positional.size() != wanted) {
+    std::size_t inputs = 0;
+    for (const ExportArg& a : info_.args) inputs += is_input(a.kind.role);
+    throw Bad(std::string(info_.name) + " takes " + std::to_string(inputs) + " input" +
+              (inputs == 1 ? "" : "s") + " (" + input_names(info_) + "), got " +
+              std::to_string(positional.size() + (inputs - wanted)));
+  }
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < n; ++i)
+    if (is_input(info_.args[i].kind.role) && given[i] == nullptr) given[i] = positional[next++];
+
+  for (std::size_t i = 0; i < n; ++i) {
+    const ExportArg& a = info_.args[i];
+    const arg::Desc k = a.kind;
+    Arg& slot = args_[i];
+    try {
+      switch (k.role) {
+        case Role::Out:
+        case Role::Scratch:
+          slot.handle = make_handle(8);  // 0 x 0, or length 0
+          break;
+        case Role::Value:
+        case Role::Ref:
+        case Role::Result:
+          if (given[i] != nullptr) parse_scalar(*given[i], k.elem, &slot.value);
+          break;
+        case Role::In:
+        case Role::InOut: {
+          const Grid g = read_grid(*given[i], store, stdin_used);
+          const std::size_t count = static_cast<std::size_t>(g.rows) * static_cast<std::size_t>(g.cols);
+          if (k.shape == Shape::Vector) {
+            if (g.rows > 1 && g.cols > 1)
+              throw Bad("expects a vector, got a " + std::to_string(g.rows) + " x " +
+                        std::to_string(g.cols) + " matrix from " + g.where);
+            slot.handle = make_handle(vector_offset(k.elem) + count * element_size(k.elem));
+            reinterpret_cast<int32_t*>(*slot.handle)[0] = static_cast<int32_t>(count);
+            convert(g, k.elem, reinterpret_cast<char*>(*slot.handle) + vector_offset(k.elem));
+          } else {
+            slot.handle = make_handle(8 + count * element_size(k.elem));
+            reinterpret_cast<int32_t*>(*slot.handle)[0] = g.rows;
+            reinterpret_cast<int32_t*>(*slot.handle)[1] = g.cols;
+            convert(g, k.elem, reinterpret_cast<char*>(*slot.handle) + 8);
+          }
+          break;
+        }
+      }
+    } catch (const Bad& e) {
+      throw Bad(std::string(info_.name) + " argument " + std::string(a.name) + ": " + e.what());
+    }
+  }
+}
+
+void Call::route_outputs(const OutputFiles& files) {
+  for (const auto& [name, path] : files) {
+    std::size_t target = args_.size();
+    for (std::size_t i = 0; i < args_.size() && target == args_.size(); ++i) {
+      const Role r = info_.args[i].kind.role;
+      const bool array_output = r == Role::Out || r == Role::InOut;
+      if (name.empty() ? array_output && args_[i].file.empty() : info_.args[i].name == name) {
+        if (!array_output)
+          throw Bad("-o " + name + "=...: " + name + " is not an array output of " + std::string(info_.name));
+        target = i;
+      }
+    }
+    if (target < args_.size() && !args_[target].file.empty())
+      throw Bad("-o: output " + std::string(info_.args[target].name) + " is given two files");
+    if (target == args_.size())
+      throw Bad(name.empty() ? "-o " + path + ": " + std::string(info_.name) + " has no array output left"
+                             : "-o " + name + "=...: " + std::string(info_.name) + " has no output " + name);
+    args_[target].file = path;
+  }
+}
+
+int32_t Call::run() {
+  std::vector<Slot> slots(args_.size());
+  for (std::size_t i = 0; i < args_.size(); ++i) {
+    switch (info_.args[i].kind.role) {
+      case Role::Value: slots[i] = args_[i].value; break;
+      case Role::Ref:
+      case Role::Result: slots[i].p = &args_[i].value; break;
+      default: slots[i].p = args_[i].handle; break;
+    }
+  }
+  return invoker_(function_, slots.data());
+}
+
+View Call::view(std::size_t i) const {
+  const arg::Desc k = info_.args[i].kind;
+  const auto* block = reinterpret_cast<const char*>(*args_[i].handle);
+  const auto* dims = reinterpret_cast<const int32_t*>(block);
+  if (k.shape == Shape::Vector) return View{k.elem, k.shape, dims[0], 1, block + vector_offset(k.elem)};
+  return View{k.elem, k.shape, dims[0], dims[1], block + 8};
+}
+
+std::string Call::show(std::size_t i, const Format& f) const {
+  const ExportArg& a = info_.args[i];
+  if (a.kind.shape == Shape::Scalar)
+    return f.indent + std::string(a.name) + ": " + elem_name(a.kind.elem) + " = " +
+           format_element(a.kind.elem, &args_[i].value, 0, f.digits) + "\n";
+  const View v = view(i);
+  return f.indent + describe(a.name, v) + "\n" + format_rows(v, f.digits, f.indent + "  ");
+}
+
+std::string Call::show_inputs(const Format& f) const {
+  std::string out;
+  for (std::size_t i = 0; i < args_.size(); ++i)
+    if (is_input(info_.args[i].kind.role)) out += show(i, f);
+  return out;
+}
+
+std::string Call::show_outputs(const Format& f) const {
+  std::string out;
+  for (std::size_t i = 0; i < args_.size(); ++i) {
+    if (!is_output(info_.args[i].kind.role)) continue;
+    if (!args_[i].file.empty()) {
+      const View v = view(i);
+      write_file(args_[i].file, v);
+      out += f.indent + describe(info_.args[i].name, v) + " -> " + args_[i].file + "\n";
+    } else {
+      out += show(i, f);
+    }
+  }
+  return out;
+}
+
+}  // namespace tarnx::cli

@@ -1,0 +1,24 @@
+#pragma once
+// The few operating-system services the command-line host needs: finding
+// its own directory, loading the library as a host does, and reading files.
+// Everything that touches the loader lives behind this interface.
+#include <string>
+
+namespace tarnx::cli::os {
+
+// The directory holding the running executable, without a trailing slash.
+std::string executable_dir();
+
+// dlopen with the flags a host uses; null and a reason on failure.
+void* open_library(const std::string& path, std::string* error);
+void* find_symbol(void* library, const char* name);
+
+// The value of an environment variable, or empty.
+std::string env(const char* name);
+
+// The whole content of a file or of standard input; false and a reason when
+// it cannot be read.
+bool read_file(const std::string& path, std::string* content, std::string* error);
+bool read_stdin(std::string* content, std::string* error);
+
+}  // namespace tarnx::cli::os

@@ -1,0 +1,69 @@
+#include "cli/os.hpp"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+
+namespace tarnx::cli::os {
+
+std::string executable_dir() {
+  char path[4096];
+  const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
+  if (n <= 0) return ".";
+  std::string p(path, static_cast<std::size_t>(n));
+  const std::size_t slash = p.rfind('/');
+  return slash == std::string::npos ? "." : p.substr(0, slash);
+}
+
+void* open_library(const std::string& path, std::string* error) {
+  // RTLD_LOCAL as a host loads a call-library module: its symbols must not
+  // leak into the process scope, and it finds the host runtime by itself.
+  void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr && error != nullptr) {
+    const char* why = dlerror();
+    *error = why != nullptr ? why : "unknown loader error";
+  }
+  return library;
+}
+
+void* find_symbol(void* library, const char* name) { return dlsym(library, name); }
+
+std::string env(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
+}
+
+bool read_file(const std::string& path, std::string* content, std::string* error) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) {
+    *error = std::strerror(errno);
+    return false;
+  }
+  std::ostringstream buffer;
+  buffer << in.rdbuf();
+  if (in.bad()) {
+    *error = "read error";
+    return false;
+  }
+  *content = std::move(buffer).str();
+  return true;
+}
+
+bool read_stdin(std::string* content, std::string* error) {
+  content->assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+  if (std::cin.bad()) {
+    *error = "read error on standard input";
+    return false;
+  }
+  return true;
+}
+
+}  // namespace tarnx::cli::os

@@ -1,0 +1,26 @@
+#pragma once
+// Runs the built tarnx binary as a person would, and captures what it says.
+#include <string>
+#include <vector>
+
+namespace cli_test {
+
+struct Outcome {
+  int exit_code = -1;  // -1: did not exit normally (a crash)
+  std::string out;
+  std::string err;
+};
+
+Outcome run_tarnx(const std::vector<std::string>& args, const std::string& input = "");
+
+// Runs several command lines at once (the binary spends most of its time
+// waiting on the loader), results in the order given.
+std::vector<Outcome> run_all(const std::vector<std::vector<std::string>>& commands, int parallel);
+
+// A file in a fresh temporary directory, removed with the directory at exit.
+std::string temp_file(const std::string& name, const std::string& content);
+
+// Lines of a text, without the newlines.
+std::vector<std::string> lines_of(const std::string& text);
+
+}  // namespace cli_test
