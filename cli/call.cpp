@@ -77,6 +77,7 @@ void Call::bind(const std::vector<std::string>& words, TextStore& store, bool* s
   std::vector<std::string> named_values;
   named_values.reserve(words.size());
   std::vector<const std::string*> positional;
+  std::vector<bool> null_scratch(n, false);
 
   // NAME=VALUE only when NAME is one of this export's arguments, so that a
   // file path holding '=' still reads as a path.
@@ -91,10 +92,17 @@ void Call::bind(const std::vector<std::string>& words, TextStore& store, bool* s
       continue;
     }
     const ExportArg& a = info_.args[index];
+    // A missing workspace is a case worth reproducing; an output handle
+    // is always there, as the host always passes one.
+    if (a.kind.role == Role::Scratch && std::string_view(w).substr(eq + 1) == "null") {
+      null_scratch[index] = true;
+      continue;
+    }
     if (a.kind.role == Role::Out || a.kind.role == Role::Scratch)
       throw Bad(std::string(info_.name) + ": " + std::string(a.name) + " is " +
                 (a.kind.role == Role::Out ? "an output" : "a scratch handle") +
-                " and is made for you; only inputs and scalar results take a value");
+                " and is made for you; only inputs and scalar results take a value" +
+                (a.kind.role == Role::Scratch ? " (or NAME=null for a missing workspace)" : ""));
     if (given[index] != nullptr)
       throw Bad(std::string(info_.name) + ": " + std::string(a.name) + " is given twice");
     named_values.push_back(w.substr(eq + 1));
@@ -122,8 +130,10 @@ void Call::bind(const std::vector<std::string>& words, TextStore& store, bool* s
     try {
       switch (k.role) {
         case Role::Out:
+          slot.handle = make_handle(8);  // 0 x 0
+          break;
         case Role::Scratch:
-          slot.handle = make_handle(8);  // 0 x 0, or length 0
+          if (!null_scratch[i]) slot.handle = make_handle(8);  // length 0
           break;
         case Role::Value:
         case Role::Ref:
