@@ -188,6 +188,7 @@ void Call::route_outputs(const OutputFiles& files) {
 }
 
 int32_t Call::run() {
+  if (invoker_ == nullptr) throw Bad("no caller was built for " + std::string(info_.name));
   std::vector<Slot> slots(args_.size());
   for (std::size_t i = 0; i < args_.size(); ++i) {
     switch (info_.args[i].kind.role) {

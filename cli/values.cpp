@@ -309,8 +309,6 @@ bool split_complex(std::string_view s, std::string_view* re, std::string_view* i
   return true;
 }
 
-
-
 template <class R> std::complex<R> parse_parts(const Cell& c) {
   std::complex<R> v{};
   if (c.apart) {
@@ -327,6 +325,14 @@ template <class R> std::complex<R> parse_parts(const Cell& c) {
   return v;
 }
 
+// A real argument takes a complex literal only when its imaginary part is 0.
+template <class R> void store_real(std::complex<R> v, const Cell& c, Elem elem, void* out) {
+  if (v.imag() != 0 || std::isnan(v.imag()))
+    throw Bad(quoted(c.text) + " is complex, but the argument holds " + elem_name(elem) + " values");
+  const R re = v.real();
+  std::memcpy(out, &re, sizeof re);
+}
+
 void parse_cell(const Cell& c, Elem elem, void* out) {
   switch (elem) {
     case Elem::I32: {
@@ -341,22 +347,11 @@ void parse_cell(const Cell& c, Elem elem, void* out) {
       return;
     }
     case Elem::F32:
-    case Elem::F64: {
-      const bool single = elem == Elem::F32;
-      const std::complex<double> v =
-          single ? std::complex<double>(parse_parts<float>(c)) : parse_parts<double>(c);
-      if (v.imag() != 0 || std::isnan(v.imag()))
-        throw Bad(quoted(c.text) + " is complex, but the argument holds " + elem_name(elem) +
-                  " values");
-      if (single) {
-        const float f = parse_parts<float>(c).real();
-        std::memcpy(out, &f, sizeof f);
-      } else {
-        const double d = v.real();
-        std::memcpy(out, &d, sizeof d);
-      }
+      store_real(parse_parts<float>(c), c, elem, out);
       return;
-    }
+    case Elem::F64:
+      store_real(parse_parts<double>(c), c, elem, out);
+      return;
     case Elem::C64: {
       const auto v = parse_parts<float>(c);
       std::memcpy(out, &v, sizeof v);
