@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstring>
+#include <filesystem>
 
 #include "cli/os.hpp"
 #include "cli/status_text.hpp"
@@ -34,7 +35,7 @@ std::string library_path(const std::string& option) {
   if (!option.empty()) return option;
   std::string from_env = os::env("TARNX_LIB");
   if (!from_env.empty()) return from_env;
-  return os::executable_dir() + "/../lib/TARNX_LINALG.so";
+  return (std::filesystem::path(os::executable_dir()) / "../lib/TARNX_LINALG.so").lexically_normal().string();
 }
 
 Library load_library(const std::string& path) {

@@ -1,8 +1,10 @@
 // tarnx: a command-line host for TARNX_LINALG. It loads the library as the
 // graphical host does and runs any export on data from files or the command
 // line, so that a person can try an export or reproduce a problem.
+#include <algorithm>
+#include <cctype>
 #include <cstdio>
-#include <cstring>
+#include <cstdlib>
 #include <exception>
 #include <string>
 #include <vector>
@@ -96,9 +98,11 @@ int call(const std::vector<std::string>& words, std::string lib_option) {
   OutputFiles files;
   Format format;
   std::size_t i = 0;
-  for (; i < words.size() && words[i].size() > 1 && words[i][0] == '-' && !std::isdigit(words[i][1]) &&
-         words[i][1] != '.';
-       ++i) {
+  // Options end at the export name; nothing before it looks like a number.
+  auto is_option = [](const std::string& w) {
+    return w.size() > 1 && w[0] == '-' && !std::isdigit(static_cast<unsigned char>(w[1])) && w[1] != '.';
+  };
+  for (; i < words.size() && is_option(words[i]); ++i) {
     const std::string& w = words[i];
     auto value = [&]() -> const std::string& {
       if (i + 1 >= words.size()) throw Bad(w + " needs a value");
