@@ -16,12 +16,6 @@ using arg::Elem;
 using arg::Role;
 using arg::Shape;
 
-std::string lower(std::string_view s) {
-  std::string out(s);
-  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return out;
-}
-
 std::string input_names(const ExportInfo& info) {
   std::string names;
   for (const ExportArg& a : info.args)
@@ -47,9 +41,9 @@ Library load_library(const std::string& path) {
 
 const ExportInfo& lookup_export(const std::string& name) {
   if (const ExportInfo* e = find_export(name)) return *e;
-  const std::string key = lower(name);
+  const std::string key = lower_case(name);
   for (const ExportInfo& e : export_table())
-    if (lower(e.name) == key)
+    if (lower_case(e.name) == key)
       throw Bad("unknown export '" + name + "'; did you mean '" + std::string(e.name) + "'?");
   throw Bad("unknown export '" + name + "'; 'tarnx list' shows them all");
 }

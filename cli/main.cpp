@@ -50,13 +50,7 @@ const char* const usage =
 void print(const std::string& s) { std::fwrite(s.data(), 1, s.size(), stdout); }
 
 bool matches(std::string_view name, std::string_view pattern) {
-  if (pattern.empty()) return true;
-  auto lower = [](std::string_view s) {
-    std::string out(s);
-    for (char& c : out) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
-    return out;
-  };
-  return lower(name).find(lower(pattern)) != std::string::npos;
+  return lower_case(name).find(lower_case(pattern)) != std::string::npos;
 }
 
 std::string signature(const ExportInfo& e) {

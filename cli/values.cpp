@@ -35,12 +35,6 @@ std::string quoted(std::string_view s) {
   return q + "'";
 }
 
-std::string lower(std::string_view s) {
-  std::string out(s);
-  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return out;
-}
-
 // ---- reading rows of numbers: inline values and plain text files -----------
 
 // Rows end at a newline or ';'; values are separated by blanks or commas; '#'
@@ -147,7 +141,7 @@ Grid parse_mtx(std::string_view text, std::string where) {
   const std::size_t eol = std::min(text.find('\n'), text.size());
   std::vector<std::string> head;
   {
-    std::string h = lower(text.substr(0, eol));
+    std::string h = lower_case(text.substr(0, eol));
     std::size_t k = 0;
     while (k < h.size()) {
       while (k < h.size() && std::isspace(static_cast<unsigned char>(h[k]))) ++k;
@@ -256,8 +250,8 @@ Grid parse_mtx(std::string_view text, std::string where) {
 }
 
 bool looks_like_mtx(const std::string& path, std::string_view text) {
-  const bool named = path.size() > 4 && lower(path.substr(path.size() - 4)) == ".mtx";
-  return named || lower(text.substr(0, 14)) == "%%matrixmarket";
+  const bool named = path.size() > 4 && lower_case(path.substr(path.size() - 4)) == ".mtx";
+  return named || lower_case(text.substr(0, 14)) == "%%matrixmarket";
 }
 
 // ---- numbers ---------------------------------------------------------------
@@ -383,6 +377,12 @@ template <class R> std::string format_complex(std::complex<R> v, int digits) {
 }
 
 }  // namespace
+
+std::string lower_case(std::string_view s) {
+  std::string out(s);
+  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return out;
+}
 
 std::size_t element_size(Elem e) {
   switch (e) {

@@ -68,6 +68,9 @@ std::string format_rows(const View& v, int digits, std::string_view indent);
 // The header line of an output: "C: float64 matrix, 2 x 3".
 std::string describe(std::string_view name, const View& v);
 
+// ASCII lower case, for names and keywords compared without case.
+std::string lower_case(std::string_view s);
+
 // Writes a view to a file: Matrix Market for a .mtx name, else plain rows.
 void write_file(const std::string& path, const View& v);
 
