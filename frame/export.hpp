@@ -15,19 +15,11 @@
 
 namespace tarnx {
 
-template <class T> struct CTypeOf { using type = T; };
-template <> struct CTypeOf<cfloat> { using type = ZwComplex64; };
-template <> struct CTypeOf<cdouble> { using type = ZwComplex128; };
-
 // The C type of an export parameter, and the type the operation receives.
 template <class K> struct Param {
   using T = typename K::type;
-  using C = typename CTypeOf<T>::type;
   static constexpr arg::Role role = K::role;
-  using type = std::conditional_t<
-      role == arg::Role::Value, C,
-      std::conditional_t<role == arg::Role::Ref, const C*,
-                         std::conditional_t<role == arg::Role::Result, C*, ZwArrayHandle>>>;
+  using type = CParam<K>;
   using internal_type = std::conditional_t<
       role == arg::Role::Value, T,
       std::conditional_t<role == arg::Role::Ref, const T*,

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "frame/traits.hpp"
+#include "include/tarnx_linalg.h"
 
 namespace tarnx::arg {
 
@@ -47,6 +48,19 @@ template <Role R, Shape S, class T> struct Kind {
 }  // namespace tarnx::arg
 
 namespace tarnx {
+
+template <class T> struct CTypeOf { using type = T; };
+template <> struct CTypeOf<cfloat> { using type = ZwComplex64; };
+template <> struct CTypeOf<cdouble> { using type = ZwComplex128; };
+
+// The C type of an export parameter of kind K.
+template <class K>
+using CParam = std::conditional_t<
+    K::role == arg::Role::Value, typename CTypeOf<typename K::type>::type,
+    std::conditional_t<K::role == arg::Role::Ref, const typename CTypeOf<typename K::type>::type*,
+                       std::conditional_t<K::role == arg::Role::Result,
+                                          typename CTypeOf<typename K::type>::type*, ZwArrayHandle>>>;
+
 template <class T> using InMatrix = arg::Kind<arg::Role::In, arg::Shape::Matrix, T>;
 template <class T> using InVector = arg::Kind<arg::Role::In, arg::Shape::Vector, T>;
 template <class T> using OutMatrix = arg::Kind<arg::Role::Out, arg::Shape::Matrix, T>;

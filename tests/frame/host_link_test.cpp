@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <pthread.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <thread>
 
@@ -22,8 +23,18 @@ struct FakeHost {
   using Count = long (*)();
   NewHandle new_handle = reinterpret_cast<NewHandle>(dlsym(module, "AZNewHandle"));
   Count count = reinterpret_cast<Count>(dlsym(module, "FakeHostResizeCount"));
-  // An output handle that this host can resize.
-  ZwArrayHandle output() { return reinterpret_cast<ZwArrayHandle>(new_handle(8)); }
+  // Output handles that this host can resize, given back at the end.
+  std::vector<void**> made;
+  ZwArrayHandle output() {
+    made.push_back(new_handle(8));
+    return reinterpret_cast<ZwArrayHandle>(made.back());
+  }
+  ~FakeHost() {
+    for (void** h : made) {
+      std::free(*h);
+      std::free(h);
+    }
+  }
 };
 
 // One product whose output needs a resize; says which host served it.
