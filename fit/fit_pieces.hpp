@@ -27,13 +27,13 @@ struct LineSums {
   double spread_x = 0;  // sum of v (x - mean_x)^2
 };
 
-// The user's weights as the fits see them: by magnitude, and scaled by the
+// The user's weights as the fits see them: by magnitude, and divided by the
 // largest one wherever they enter sums, so that no sum can overflow through
-// the weights (every formula they enter is free of the scale).
+// the weights. The line is free of the scale; the residue figures put it
+// back once, at the end.
 template <class T> struct UserWeights {
   const T* w = nullptr;  // null: unweighted, also when every weight was zero
   double scale = 1;      // the largest |w|
-  double magnitude(int32_t i) const { return w != nullptr ? std::abs(static_cast<double>(w[i])) : 1.0; }
   double normalized(int32_t i) const { return w != nullptr ? std::abs(static_cast<double>(w[i])) / scale : 1.0; }
 };
 
@@ -100,9 +100,9 @@ double FitValuesAndResidue(const T* x, T* y, int32_t n, const UserWeights<T>& uw
     const double fit = line.at(static_cast<double>(x[i]));
     const double r = fit - static_cast<double>(y[i]);
     y[i] = static_cast<T>(fit);
-    sum += uw.magnitude(i) * r * r;
+    sum += uw.normalized(i) * r * r;
   }
-  return sum / n;
+  return sum / n * uw.scale;
 }
 
 template <class T> void WriteFitValues(const T* x, T* y, int32_t n, const Line& line) {
@@ -113,8 +113,8 @@ template <class T>
 double MeanAbsoluteResidual(const T* x, const T* y, int32_t n, const UserWeights<T>& uw, const Line& line) {
   double sum = 0;
   for (int32_t i = 0; i < n; ++i)
-    sum += uw.magnitude(i) * std::abs(line.at(static_cast<double>(x[i])) - static_cast<double>(y[i]));
-  return sum / n;
+    sum += uw.normalized(i) * std::abs(line.at(static_cast<double>(x[i])) - static_cast<double>(y[i]));
+  return sum / n * uw.scale;
 }
 
 // A total order on float64 with NaN last, so that a NaN that slipped in

@@ -167,8 +167,14 @@ int32_t LeastAbsoluteResidualFit(const FitData<T>& d, Handle work, double tolera
   // best of the last iterate, the one before it and the start.
   Line best = last;
   double r_best = r_new;
-  if (smaller_residual(r_old, r_best)) best = before, r_best = r_old;
-  if (smaller_residual(r_least_squares, r_best)) best = least_squares, r_best = r_least_squares;
+  if (smaller_residual(r_old, r_best)) {
+    best = before;
+    r_best = r_old;
+  }
+  if (smaller_residual(r_least_squares, r_best)) {
+    best = least_squares;
+    r_best = r_least_squares;
+  }
   r.slope = best.slope;
   r.intercept = best.intercept;
   r.residue = r_best;
