@@ -33,7 +33,7 @@ template <class T> class LinearFitTest : public ::testing::Test {
  protected:
   Host host;
   ZwArrayHandle y_ = nullptr;
-  double tolerance_ = 0;  // 0 takes the default
+  double tolerance_ = 0, floor_ = 0;  // 0 takes the default
 
   // One call; the results start as values a call would never produce, so
   // that what the call writes (or fails to write) shows.
@@ -43,7 +43,7 @@ template <class T> class LinearFitTest : public ::testing::Test {
     if (with_work && work == nullptr) work = host.vector<double>(std::vector<double>(5, 1.0));
     Outcome o{0, 12345, 12345, 12345, limit, 0};
     o.status = Fit<T>::call(y_, host.vector<T>(x), host.vector<T>(w), &o.slope, &o.intercept, &o.residue, method,
-                            tolerance_, 0, &o.iterations, work);
+                            tolerance_, floor_, &o.iterations, work);
     o.work_length = work != nullptr ? length(work) : 0;
     return o;
   }
@@ -180,6 +180,9 @@ TYPED_TEST(LinearFitTest, IterationsStayWithinTheLimitAndResiduesAreHonest) {
       EXPECT_GE(o.iterations, 1);
       EXPECT_LE(o.iterations, limit);
       if (method == 1) {
+        this->floor_ = 1e6;
+        EXPECT_EQ(this->fit(y, x, {}, method, limit).iterations, 1) << "already below the residue floor";
+        this->floor_ = 0;
         EXPECT_NEAR(o.residue, mean_abs(o), 1e-12);
         EXPECT_LE(o.residue, mean_abs(ls)) << "never worse than the least-squares start";
       } else {
