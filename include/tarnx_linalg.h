@@ -72,6 +72,17 @@ TARNX_DECLARE_PRODUCTS(z, ZwComplex128)
 /* ---- matrix functions ------------------------------------------------------------- */
 
 /* ---- linear fit ------------------------------------------------------------------- */
+/* Fits y = slope*x + intercept by method 0 (least squares), 1 (least absolute
+ * residual) or 2 (bisquare); Y is overwritten with the fitted values. weights
+ * may be empty; iterations brings in the limit and returns the count. */
+#define TARNX_DECLARE_LINEAR_FIT(t)                                                          \
+  TARNX_API int32_t t##LinearFitH(ZwArrayHandle Y, ZwArrayHandle X, ZwArrayHandle weights,   \
+                                  double *slope, double *intercept, double *residue,         \
+                                  int32_t method, double tolerance, double residueFloor,     \
+                                  int32_t *iterations, ZwArrayHandle work);
+TARNX_DECLARE_LINEAR_FIT(s)
+TARNX_DECLARE_LINEAR_FIT(d)
+#undef TARNX_DECLARE_LINEAR_FIT
 
 /* ---- QZ decomposition and matrix logarithm ---------------------------------------- */
 
