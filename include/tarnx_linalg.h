@@ -82,6 +82,17 @@ TARNX_DECLARE_ELEMENTARY(z, ZwComplex128, double)
 #undef TARNX_DECLARE_ELEMENTARY
 
 /* ---- factorizations: Cholesky, LU, QR, SVD ---------------------------------------- */
+/* Scratch handles (work, realWork, intWork) are sized by the call
+ * and come back empty; a null one where it is needed gives -20999. */
+#define TARNX_DECLARE_FACTORIZATIONS(t)                                                      \
+  TARNX_API int32_t t##SVDH(ZwArrayHandle A, int32_t valuesOnly, int32_t mode, ZwArrayHandle U, \
+                            ZwArrayHandle S, ZwArrayHandle V, ZwArrayHandle work,            \
+                            ZwArrayHandle realWork, ZwArrayHandle intWork);
+TARNX_DECLARE_FACTORIZATIONS(s)
+TARNX_DECLARE_FACTORIZATIONS(d)
+TARNX_DECLARE_FACTORIZATIONS(c)
+TARNX_DECLARE_FACTORIZATIONS(z)
+#undef TARNX_DECLARE_FACTORIZATIONS
 
 /* ---- eigen-decompositions: Schur, eigenvalues, generalized eigenvalues ------------- */
 
