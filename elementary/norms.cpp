@@ -7,6 +7,7 @@
 #include <cstddef>
 
 #include "elementary/sums.hpp"
+#include "factor/svd_kernel.hpp"
 #include "frame/export.hpp"
 
 namespace tarnx {
@@ -77,12 +78,19 @@ RealOf<T> largest_magnitude_sum(const T* a, int32_t count, int32_t len, int32_t 
   return best;
 }
 
+// The largest singular value. `singular_values` holds all min(m, n) of them
+// for the length of the call and is emptied again on every way out.
 template <class T>
 int32_t two_norm(const T* a, int32_t m, int32_t n, RealOf<T>* result, Handle singular_values,
                  Handle work, Handle real_work, Handle int_work) {
-  (void)a, (void)m, (void)n, (void)result, (void)singular_values, (void)work, (void)real_work,
-      (void)int_work;
-  return InternalError;
+  using R = RealOf<T>;
+  if (singular_values == nullptr) return InternalError;
+  R* s = nullptr;
+  int32_t status = ResizeVector<R>(singular_values, m < n ? m : n, &s);
+  if (status == Ok) status = SingularValueKernel<T>(a, m, n, nullptr, s, nullptr, 'N', work, real_work, int_work);
+  if (status == Ok) *result = s[0];  // the values come back non-increasing
+  release_scratch<R>(singular_values);
+  return status;
 }
 
 template <class T> int32_t MatrixNorm(Handle a, int32_t type, RealOf<T>* result, Handle singular_values,

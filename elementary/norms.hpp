@@ -15,9 +15,9 @@ enum MatrixNormType : int32_t {
 
 // The chosen norm of the row-major m x n matrix `a` (m, n >= 1; the caller
 // checks). Only the 2-norm uses the handles: `singular_values` (real, may be
-// null for the other norms) is sized to min(m, n) and receives the singular
-// values; `work`, `real_work` and `int_work` are the singular-value kernel's
-// own scratch handles. The caller empties `singular_values` afterwards.
+// null for the other norms) holds the min(m, n) singular values during the
+// call; `work`, `real_work` and `int_work` are the singular-value kernel's
+// own scratch handles. All four come back empty.
 // `result` receives the norm, or the failure NaN with a negative status.
 template <class T>
 int32_t MatrixNormKernel(const T* a, int32_t m, int32_t n, int32_t type, RealOf<T>* result,

@@ -328,6 +328,81 @@ TYPED_TEST(ElementaryTest, MatrixNormsOneFrobeniusInfinity) {
   EXPECT_TRUE(is_failure_nan(got));
 }
 
+TYPED_TEST(ElementaryTest, TwoNormIsTheLargestSingularValue) {
+  using T = TypeParam;
+  using E = Elementary<T>;
+  using R = RealOf<T>;
+  using C = std::complex<double>;
+  ZwArrayHandle s = this->host.template vector<R>({1, 2, 3}), w = this->vec({T(1)});
+  ZwArrayHandle rw = this->host.template vector<double>({1}), iw = this->host.template vector<int32_t>({1});
+  auto expect_scratch_empty = [&] {
+    EXPECT_EQ(length(s), 0);
+    EXPECT_EQ(length(w), 0);
+    EXPECT_EQ(length(iw), 0);
+    if constexpr (is_complex<T>) {
+      EXPECT_EQ(length(rw), 0);
+    }
+  };
+
+  // A rank-one matrix u v^T has the 2-norm |u| |v|.
+  const int m = 6, n = 4;
+  auto uv = random_values<T>(m, 8), vv = random_values<T>(n, 9);
+  std::vector<T> outer;
+  double uu = 0, vn = 0;
+  for (T a : uv) uu += std::norm(C(a));
+  for (T b : vv) vn += std::norm(C(b));
+  for (T a : uv)
+    for (T b : vv) outer.push_back(a * b);
+  R got;
+  ASSERT_EQ(E::mnorm(this->mat(m, n, outer), 0, &got, s, w, rw, iw), 0);
+  this->expect_near_rel(got, std::sqrt(uu * vn), 4 * m);
+  expect_scratch_empty();
+
+  // A general matrix: the square root of the largest eigenvalue of A^H A,
+  // by power iteration in float64.
+  auto av = random_values<T>(n * m, 10);
+  std::vector<C> x(m, C(1)), y(m);
+  double lambda = 0;
+  for (int it = 0; it < 300; ++it) {
+    std::vector<C> ax(n);
+    for (int i = 0; i < n; ++i)
+      for (int j = 0; j < m; ++j) ax[i] += C(av[i * m + j]) * x[j];
+    for (int j = 0; j < m; ++j) {
+      y[j] = 0;
+      for (int i = 0; i < n; ++i) y[j] += std::conj(C(av[i * m + j])) * ax[i];
+    }
+    double len = 0;
+    for (C v : y) len += std::norm(v);
+    lambda = std::sqrt(len);
+    for (int j = 0; j < m; ++j) x[j] = y[j] / lambda;
+  }
+  ASSERT_EQ(E::mnorm(this->mat(n, m, av), 0, &got, s, w, rw, iw), 0);
+  this->expect_near_rel(got, std::sqrt(lambda), 4 * m);
+  expect_scratch_empty();
+
+  // Failures: the NaN of the result's precision and every handle empty.
+  auto nan_input = av;
+  nan_input[3] = T(std::numeric_limits<R>::quiet_NaN());
+  got = 1;
+  EXPECT_EQ(E::mnorm(this->mat(n, m, nan_input), 0, &got, s, w, rw, iw), -20068);
+  EXPECT_TRUE(is_failure_nan(got));
+  expect_scratch_empty();
+  got = 1;
+  EXPECT_EQ(E::mnorm(this->mat(n, m, av), 0, &got, nullptr, w, rw, iw), -20999);
+  EXPECT_TRUE(is_failure_nan(got));
+  got = 1;
+  EXPECT_EQ(E::mnorm(this->mat(n, m, av), 0, &got, s, nullptr, rw, iw), -20999);
+  EXPECT_TRUE(is_failure_nan(got));
+  expect_scratch_empty();
+  {
+    FailNthResize fail(2);  // the kernel's first resize
+    got = 1;
+    EXPECT_EQ(E::mnorm(this->mat(n, m, av), 0, &got, s, w, rw, iw), -20001);
+  }
+  EXPECT_TRUE(is_failure_nan(got));
+  expect_scratch_empty();
+}
+
 TYPED_TEST(ElementaryTest, SpecialMatricesAgainstTheirDefinitions) {
   using T = TypeParam;
   using E = Elementary<T>;
