@@ -66,8 +66,8 @@ template <class T> int32_t VectorNorm(Handle x, double p, RealOf<T>* result) {
 }
 
 // The largest of `count` magnitude sums of `len` elements each; sum k starts
-// at a + k * step and walks with `stride`. Starts from 0, so an all-NaN
-// matrix gives 0 rather than NaN.
+// at a + k * step and walks with `stride`. Starts from 0, and a NaN sum never
+// wins the comparison.
 template <class T>
 RealOf<T> largest_magnitude_sum(const T* a, int32_t count, int32_t len, int32_t step, int32_t stride) {
   RealOf<T> best(0);
@@ -87,7 +87,8 @@ int32_t two_norm(const T* a, int32_t m, int32_t n, RealOf<T>* result, Handle sin
   if (singular_values == nullptr) return InternalError;
   R* s = nullptr;
   int32_t status = ResizeVector<R>(singular_values, m < n ? m : n, &s);
-  if (status == Ok) status = SingularValueKernel<T>(a, m, n, nullptr, s, nullptr, 'N', work, real_work, int_work);
+  if (status == Ok)
+    status = SingularValueKernel<T>(a, m, n, nullptr, s, nullptr, 'N', work, real_work, int_work);
   if (status == Ok) *result = s[0];  // the values come back non-increasing
   release_scratch<R>(singular_values);
   return status;
