@@ -60,8 +60,39 @@ TARNX_DECLARE_PRODUCTS(z, ZwComplex128)
 /* ---- BLAS entry points ---------------------------------------------------------- */
 
 /* ---- transpose, trace, mean, RMS, norms, special matrices -------------------------- */
+/* Scalar results of RMS and the norms are real: float for s and c, double for d and z.
+ * The matrix norm's scratch handles serve only the 2-norm (type 0): the singular values
+ * (real), then the singular-value kernel's work (element type), real work (double) and
+ * integer work (int32). */
+#define TARNX_DECLARE_ELEMENTARY(t, T, R)                                                     \
+  TARNX_API int32_t t##TransposeH(ZwArrayHandle A, ZwArrayHandle B);                          \
+  TARNX_API int32_t t##TraceH(ZwArrayHandle A, T *result);                                    \
+  TARNX_API int32_t t##MeanH(ZwArrayHandle x, T *result);                                     \
+  TARNX_API int32_t t##RMSH(ZwArrayHandle x, R *result);                                      \
+  TARNX_API int32_t t##VectorNormH(ZwArrayHandle x, double p, R *result);                     \
+  TARNX_API int32_t t##MtrxNormH(ZwArrayHandle A, int32_t type, R *result,                    \
+                                 ZwArrayHandle singularValues, ZwArrayHandle work,            \
+                                 ZwArrayHandle realWork, ZwArrayHandle intWork);              \
+  TARNX_API int32_t t##SpecialMtrxH(int32_t type, int32_t size, ZwArrayHandle x,              \
+                                    ZwArrayHandle y, ZwArrayHandle B);
+TARNX_DECLARE_ELEMENTARY(s, float, float)
+TARNX_DECLARE_ELEMENTARY(d, double, double)
+TARNX_DECLARE_ELEMENTARY(c, ZwComplex64, float)
+TARNX_DECLARE_ELEMENTARY(z, ZwComplex128, double)
+#undef TARNX_DECLARE_ELEMENTARY
 
 /* ---- factorizations: Cholesky, LU, QR, SVD ---------------------------------------- */
+/* Scratch handles (work, realWork, intWork) are sized by the call
+ * and come back empty; a null one where it is needed gives -20999. */
+#define TARNX_DECLARE_FACTORIZATIONS(t)                                                      \
+  TARNX_API int32_t t##SVDH(ZwArrayHandle A, int32_t valuesOnly, int32_t mode, ZwArrayHandle U, \
+                            ZwArrayHandle S, ZwArrayHandle V, ZwArrayHandle work,            \
+                            ZwArrayHandle realWork, ZwArrayHandle intWork);
+TARNX_DECLARE_FACTORIZATIONS(s)
+TARNX_DECLARE_FACTORIZATIONS(d)
+TARNX_DECLARE_FACTORIZATIONS(c)
+TARNX_DECLARE_FACTORIZATIONS(z)
+#undef TARNX_DECLARE_FACTORIZATIONS
 
 /* ---- eigen-decompositions: Schur, eigenvalues, generalized eigenvalues ------------- */
 
