@@ -1,9 +1,9 @@
 #pragma once
-// Shared by the solve tests: the exports by element type, test matrices of
-// each kind, and references computed in double precision by plain loops.
+// Shared by the solve tests: the exports by element type, one fixture, test
+// matrices of each kind, and references formed in double precision by plain
+// loops.
 #include <algorithm>
 #include <cmath>
-#include <complex>
 #include <limits>
 #include <numeric>
 
@@ -12,22 +12,12 @@
 namespace test {
 
 template <class T> struct Solve;
-#define TARNX_TEST_SOLVE(t, T)                                                                     \
-  template <> struct Solve<T> {                                                                    \
-    static int32_t det(ZwArrayHandle a, int32_t type, T* d, ZwArrayHandle w, ZwArrayHandle p) {    \
-      return t##DeterminantH(a, type, c_ptr(d), w, p);                                             \
-    }                                                                                              \
-    static int32_t inv(ZwArrayHandle a, int32_t type, ZwArrayHandle w, ZwArrayHandle p) {          \
-      return t##InvMtrxH(a, type, w, p);                                                           \
-    }                                                                                              \
-    static int32_t lin_eq(ZwArrayHandle a, ZwArrayHandle b, int32_t type, ZwArrayHandle x,         \
-                          ZwArrayHandle w, ZwArrayHandle p) {                                      \
-      return t##LinEqH(a, b, type, x, w, p);                                                       \
-    }                                                                                              \
-    static int32_t lin_eq_set(ZwArrayHandle a, ZwArrayHandle b, int32_t type, ZwArrayHandle x,     \
-                              ZwArrayHandle w, ZwArrayHandle p) {                                  \
-      return t##LinEqSetH(a, b, type, x, w, p);                                                    \
-    }                                                                                              \
+#define TARNX_TEST_SOLVE(t, T)                                                                          \
+  template <> struct Solve<T> {                                                                         \
+    static int32_t det(ZwArrayHandle a, int32_t m, T* d, ZwArrayHandle w, ZwArrayHandle p) { return t##DeterminantH(a, m, c_ptr(d), w, p); } \
+    static int32_t inv(ZwArrayHandle a, int32_t m, ZwArrayHandle w, ZwArrayHandle p) { return t##InvMtrxH(a, m, w, p); } \
+    static int32_t eq(ZwArrayHandle a, ZwArrayHandle b, int32_t m, ZwArrayHandle x, ZwArrayHandle w, ZwArrayHandle p) { return t##LinEqH(a, b, m, x, w, p); } \
+    static int32_t eq_set(ZwArrayHandle a, ZwArrayHandle b, int32_t m, ZwArrayHandle x, ZwArrayHandle w, ZwArrayHandle p) { return t##LinEqSetH(a, b, m, x, w, p); } \
   };
 TARNX_TEST_SOLVE(s, float)
 TARNX_TEST_SOLVE(d, double)
@@ -38,32 +28,38 @@ TARNX_TEST_SOLVE(z, cdouble)
 enum : int32_t { kGeneral = 0, kPositiveDefinite = 1, kLower = 2, kUpper = 3 };
 
 using wide = std::complex<double>;
-template <class T> wide widen(T v) { return wide(v); }
 template <class T> T conj_of(T v) {
   if constexpr (is_complex<T>) return std::conj(v);
   else return v;
 }
+template <class T> inline const T nan_of = T(std::numeric_limits<RealOf<T>>::quiet_NaN());
 
-// Random n x n with entries in [-1, 1]: well enough conditioned for a
-// backward-error check, and LU has to pivot.
-template <class T> std::vector<T> general_matrix(int n, unsigned seed) {
-  return random_values<T>(static_cast<std::size_t>(n) * n, seed);
-}
+// Scratch handles arrive non-empty, so that emptying them is seen.
+template <class T> class SolveFixture : public ::testing::Test {
+ protected:
+  Host host;
+  ZwArrayHandle work = host.vector<T>({T(1), T(2)});
+  ZwArrayHandle pivots = host.vector<int32_t>({7});
+
+  ZwArrayHandle mat(int r, int c, const std::vector<T>& v) { return host.matrix<T>(r, c, v); }
+  ZwArrayHandle vec(const std::vector<T>& v) { return host.vector<T>(v); }
+  void expect_scratch_empty() {
+    EXPECT_EQ(length(work), 0);
+    EXPECT_EQ(length(pivots), 0);
+  }
+};
 
 // M M^H / n + I, Hermitian positive definite. With `upper_noise` its strict
-// upper triangle is replaced by unrelated values, which must not matter.
-template <class T> std::vector<T> positive_definite_matrix(int n, unsigned seed, bool upper_noise = false) {
-  auto m = random_values<T>(static_cast<std::size_t>(n) * n, seed);
-  std::vector<T> a(m.size());
+// upper triangle holds unrelated values, which must not matter.
+template <class T> std::vector<T> positive_definite_matrix(int n, unsigned seed, bool upper_noise) {
+  auto m = random_values<T>(n * n, seed);
+  std::vector<T> a(n * n);
   for (int i = 0; i < n; ++i)
     for (int j = 0; j < n; ++j) {
-      T s{};
-      for (int l = 0; l < n; ++l) s += m[i * n + l] * conj_of(m[j * n + l]);
-      a[i * n + j] = s / T(RealOf<T>(n)) + T(i == j ? 1 : 0);
+      for (int l = 0; l < n; ++l) a[i * n + j] += m[i * n + l] * conj_of(m[j * n + l]);
+      a[i * n + j] = a[i * n + j] / T(RealOf<T>(n)) + T(i == j);
+      if (upper_noise && j > i) a[i * n + j] = T(RealOf<T>(7 + i - j));
     }
-  if (upper_noise)
-    for (int i = 0; i < n; ++i)
-      for (int j = i + 1; j < n; ++j) a[i * n + j] = T(RealOf<T>(7 + i - j));
   return a;
 }
 
@@ -74,61 +70,55 @@ template <class T> std::vector<T> from_lower(std::vector<T> a, int n) {
   return a;
 }
 
-// Triangular with a dominant diagonal; the other triangle holds `other`.
-template <class T> std::vector<T> triangular_matrix(int n, bool lower, unsigned seed, T other) {
-  auto a = random_values<T>(static_cast<std::size_t>(n) * n, seed);
-  for (int i = 0; i < n; ++i) {
-    a[i * n + i] += T(RealOf<T>(n + 1));
-    for (int j = 0; j < n; ++j)
-      if (lower ? j > i : j < i) a[i * n + j] = other;
-  }
-  return a;
-}
-
-// `a` with its other triangle zeroed: the matrix a triangular call works with.
-template <class T> std::vector<T> triangle_of(std::vector<T> a, int n, bool lower) {
+// `a` with the triangle other than the named one set to `other`.
+template <class T> std::vector<T> triangle_of(std::vector<T> a, int n, bool lower, T other = T(0)) {
   for (int i = 0; i < n; ++i)
     for (int j = 0; j < n; ++j)
-      if (lower ? j > i : j < i) a[i * n + j] = T(0);
+      if (lower ? j > i : j < i) a[i * n + j] = other;
   return a;
 }
 
-// Largest row sum of moduli of a row-major m x n matrix.
+// Triangular with a dominant diagonal, so well conditioned.
+template <class T> std::vector<T> triangular_matrix(int n, bool lower, unsigned seed, T other) {
+  auto a = random_values<T>(n * n, seed);
+  for (int i = 0; i < n; ++i) a[i * n + i] += T(RealOf<T>(n + 1));
+  return triangle_of(a, n, lower, other);
+}
+
 template <class T> double inf_norm(const std::vector<T>& a, int m, int n) {
   double best = 0;
   for (int i = 0; i < m; ++i) {
     double s = 0;
-    for (int j = 0; j < n; ++j) s += std::abs(widen(a[i * n + j]));
+    for (int j = 0; j < n; ++j) s += std::abs(wide(a[i * n + j]));
     best = std::max(best, s);
   }
   return best;
 }
 
-// ||A X - B|| / (||A|| ||X|| n eps), A n x n, X and B n x k: a backward
-// error in units of the working precision, small for any stable solve.
+// ||A X - B|| / (||A|| ||X|| n eps) for A n x n, X and B n x k: the backward
+// error in units of the working precision, small for any stable method.
 template <class T>
 double scaled_residual(const std::vector<T>& a, const std::vector<T>& x, const std::vector<T>& b, int n, int k) {
-  std::vector<wide> r(static_cast<std::size_t>(n) * k);
+  std::vector<wide> r(n * k);
   for (int i = 0; i < n; ++i)
     for (int j = 0; j < k; ++j) {
-      wide s = -widen(b[i * k + j]);
-      for (int l = 0; l < n; ++l) s += widen(a[i * n + l]) * widen(x[l * k + j]);
-      r[i * k + j] = s;
+      r[i * k + j] = -wide(b[i * k + j]);
+      for (int l = 0; l < n; ++l) r[i * k + j] += wide(a[i * n + l]) * wide(x[l * k + j]);
     }
   return inf_norm(r, n, k) / (inf_norm(a, n, n) * inf_norm(x, n, k) * n * epsilon<T>());
 }
 
-// Leibniz expansion: the sum over all permutations, in double precision.
+// Leibniz: the signed sum over all permutations.
 template <class T> wide permutation_expansion(const std::vector<T>& a, int n) {
   std::vector<int> p(n);
   std::iota(p.begin(), p.end(), 0);
   wide det = 0;
   do {
-    int inversions = 0;
-    for (int i = 0; i < n; ++i)
-      for (int j = i + 1; j < n; ++j) inversions += p[i] > p[j];
-    wide term = inversions % 2 ? -1.0 : 1.0;
-    for (int i = 0; i < n; ++i) term *= widen(a[i * n + p[i]]);
+    wide term = 1;
+    for (int i = 0; i < n; ++i) {
+      term *= wide(a[i * n + p[i]]);
+      for (int j = i + 1; j < n; ++j) term *= p[i] > p[j] ? -1.0 : 1.0;
+    }
     det += term;
   } while (std::next_permutation(p.begin(), p.end()));
   return det;
