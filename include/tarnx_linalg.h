@@ -66,8 +66,8 @@ TARNX_DECLARE_PRODUCTS(z, ZwComplex128)
 /* ---- eigen-decompositions: Schur, eigenvalues, generalized eigenvalues ------------- */
 
 /* ---- determinant, inverse, linear systems ------------------------------------------ */
-/* matrixType: 0 general, 1 positive definite (only the lower triangle is
- * used), 2 lower triangular, 3 upper triangular. work, workspace and pivots
+/* matrixType: 0 general, 1 positive definite (its lower triangle is
+ * read), 2 lower triangular, 3 upper triangular. work, workspace and pivots
  * are scratch handles (pivots of int32) that come back empty. */
 #define TARNX_DECLARE_SOLVE(t, T)                                                            \
   TARNX_API int32_t t##DeterminantH(ZwArrayHandle A, int32_t matrixType, T *determinant,    \
