@@ -97,6 +97,24 @@ TARNX_DECLARE_FACTORIZATIONS(z)
 /* ---- eigen-decompositions: Schur, eigenvalues, generalized eigenvalues ------------- */
 
 /* ---- determinant, inverse, linear systems ------------------------------------------ */
+/* matrixType: 0 general, 1 positive definite (its lower triangle is
+ * read), 2 lower triangular, 3 upper triangular. work, workspace and pivots
+ * are scratch handles (pivots of int32) that come back empty. */
+#define TARNX_DECLARE_SOLVE(t, T)                                                            \
+  TARNX_API int32_t t##DeterminantH(ZwArrayHandle A, int32_t matrixType, T *determinant,    \
+                                    ZwArrayHandle work, ZwArrayHandle pivots);              \
+  TARNX_API int32_t t##InvMtrxH(ZwArrayHandle A, int32_t matrixType, ZwArrayHandle work,    \
+                                ZwArrayHandle pivots);                                      \
+  TARNX_API int32_t t##LinEqH(ZwArrayHandle A, ZwArrayHandle B, int32_t matrixType,         \
+                              ZwArrayHandle X, ZwArrayHandle workspace, ZwArrayHandle pivots); \
+  TARNX_API int32_t t##LinEqSetH(ZwArrayHandle A, ZwArrayHandle B, int32_t matrixType,      \
+                                 ZwArrayHandle X, ZwArrayHandle workspace,                  \
+                                 ZwArrayHandle pivots);
+TARNX_DECLARE_SOLVE(s, float)
+TARNX_DECLARE_SOLVE(d, double)
+TARNX_DECLARE_SOLVE(c, ZwComplex64)
+TARNX_DECLARE_SOLVE(z, ZwComplex128)
+#undef TARNX_DECLARE_SOLVE
 
 /* ---- condition number, rank, pseudo-inverse, least squares ------------------------- */
 
