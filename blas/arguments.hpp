@@ -73,7 +73,8 @@ inline int64_t magnitude(int32_t inc) { return inc < 0 ? -static_cast<int64_t>(i
 // Whether n elements |inc| apart, starting at an offset inside the vector,
 // stay inside it. A negative increment walks the same elements backwards.
 inline bool strided_fits(int32_t length, int32_t offset, int32_t inc, int32_t n) {
-  return (static_cast<int64_t>(length) - offset - 1) / magnitude(inc) >= static_cast<int64_t>(n) - 1;
+  return (static_cast<int64_t>(length) - offset - 1) / magnitude(inc) >=
+         static_cast<int64_t>(n) - 1;
 }
 
 // An empty output is created big enough for the whole operand. Sizes past
@@ -95,7 +96,8 @@ template <class T> int32_t CreateVector(Handle h, int64_t n) {
 template <class T>
 int32_t check_output_matrix(Handle c, int32_t m, int32_t n, int32_t cr, int32_t cc, int32_t& ldc,
                             T& beta) {
-  if (!output_offset_inside(cr, rows(c)) || !output_offset_inside(cc, cols(c))) return OffsetOutOfRange;
+  if (!output_offset_inside(cr, rows(c)) || !output_offset_inside(cc, cols(c)))
+    return OffsetOutOfRange;
   if (empty_shape(c)) {
     const int64_t width = ldc >= 1 ? ldc : static_cast<int64_t>(n) + cc;
     if (int32_t status = CreateMatrix<T>(c, static_cast<int64_t>(m) + cr, width); status != Ok)
@@ -109,7 +111,8 @@ int32_t check_output_matrix(Handle c, int32_t m, int32_t n, int32_t cr, int32_t 
 
 // The output of a matrix-vector product of length n (at least 1, incy not
 // 0), created when empty exactly as long as the strided result needs.
-template <class T> int32_t check_output_vector(Handle y, int32_t n, int32_t yo, int32_t incy, T& beta) {
+template <class T>
+int32_t check_output_vector(Handle y, int32_t n, int32_t yo, int32_t incy, T& beta) {
   if (yo < 0) return OffsetOutOfRange;
   if (length(y) == 0) {
     if (int32_t status = CreateVector<T>(y, magnitude(incy) * (n - 1) + 1 + yo); status != Ok)

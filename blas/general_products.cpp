@@ -40,8 +40,10 @@ template <class T> int32_t check_gemm(GemmArgs<T>& g) {
 }
 
 template <class T> int32_t gemm_common(const GemmArgs<T>& g) {
-  if (!is_transpose(g.transa) || !is_transpose(g.transb) || !is_layout(g.layout)) return SelectorOutOfRange;
-  if (g.n > g.ldc || g.lda < (g.transa == NoTrans ? g.k : g.m) || g.ldb < (g.transb == NoTrans ? g.n : g.k))
+  if (!is_transpose(g.transa) || !is_transpose(g.transb) || !is_layout(g.layout))
+    return SelectorOutOfRange;
+  if (g.n > g.ldc || g.lda < (g.transa == NoTrans ? g.k : g.m) ||
+      g.ldb < (g.transb == NoTrans ? g.n : g.k))
     return LeadingDimensionTooSmall;
   Core<T>::gemm(g.layout, g.transa, g.transb, g.m, g.n, g.k, blas_scalar(*g.alpha),
                 matrix_at<T>(g.a, g.ar, g.ac), g.lda, matrix_at<T>(g.b, g.br, g.bc), g.ldb,
@@ -50,11 +52,13 @@ template <class T> int32_t gemm_common(const GemmArgs<T>& g) {
 }
 
 template <class T>
-int32_t GeneralMatrixProduct(Handle a, Handle b, Handle c, const T* alpha, const T* beta, int32_t m,
-                             int32_t n, int32_t k, int32_t transa, int32_t transb, int32_t ar,
-                             int32_t ac, int32_t br, int32_t bc, int32_t cr, int32_t cc, int32_t lda,
-                             int32_t ldb, int32_t ldc, int32_t layout, int32_t check_arguments) {
-  GemmArgs<T> g{a, b, c, alpha, *beta, m, n, k, transa, transb, ar, ac, br, bc, cr, cc, lda, ldb, ldc, layout};
+int32_t GeneralMatrixProduct(Handle a, Handle b, Handle c, const T* alpha, const T* beta,
+                             int32_t m, int32_t n, int32_t k, int32_t transa, int32_t transb,
+                             int32_t ar, int32_t ac, int32_t br, int32_t bc, int32_t cr, int32_t cc,
+                             int32_t lda, int32_t ldb, int32_t ldc, int32_t layout,
+                             int32_t check_arguments) {
+  GemmArgs<T> g{a,  b,  c,  alpha, *beta, m,  n,   k,   transa, transb,
+                ar, ac, br, bc,    cr,    cc, lda, ldb, ldc,    layout};
   if (check_arguments == 1) {
     const int32_t status = check_gemm(g);
     if (status == NothingToDo) return Ok;
@@ -80,7 +84,8 @@ template <class T> int32_t check_gemv(GemvArgs<T>& g) {
   // A is always the stored M x N block; trans only decides which of its
   // sides x and y run along.
   const int32_t nx = g.trans == NoTrans ? g.n : g.m, ny = g.trans == NoTrans ? g.m : g.n;
-  if (!strided_fits(length(g.x), g.xo, g.incx, nx) || !extent_fits(g.a, g.ar, g.ac, g.m, g.n, g.lda))
+  if (!strided_fits(length(g.x), g.xo, g.incx, nx) ||
+      !extent_fits(g.a, g.ar, g.ac, g.m, g.n, g.lda))
     return LeadingDimensionTooSmall;
   return check_output_vector(g.y, ny, g.yo, g.incy, g.beta);
 }
@@ -89,8 +94,9 @@ template <class T> int32_t gemv_common(const GemvArgs<T>& g) {
   if (!is_transpose(g.trans) || !is_layout(g.layout)) return SelectorOutOfRange;
   if (g.lda < g.n) return LeadingDimensionTooSmall;
   if (g.incx == 0 || g.incy == 0) return ZeroIncrement;
-  Core<T>::gemv(g.layout, g.trans, g.m, g.n, blas_scalar(*g.alpha), matrix_at<T>(g.a, g.ar, g.ac), g.lda,
-                vector_at<T>(g.x, g.xo), g.incx, blas_scalar(g.beta), vector_at<T>(g.y, g.yo), g.incy);
+  Core<T>::gemv(g.layout, g.trans, g.m, g.n, blas_scalar(*g.alpha), matrix_at<T>(g.a, g.ar, g.ac),
+                g.lda, vector_at<T>(g.x, g.xo), g.incx, blas_scalar(g.beta),
+                vector_at<T>(g.y, g.yo), g.incy);
   return Ok;
 }
 

@@ -42,7 +42,8 @@ template <class T, bool Hermitian> int32_t symm_common(const SymmArgs<T>& g) {
   const T* b = matrix_at<T>(g.b, g.br, g.bc);
   T* c = matrix_at<T>(g.c, g.cr, g.cc);
   if constexpr (Hermitian)
-    Core<T>::hemm(g.layout, g.side, g.uplo, g.m, g.n, g.alpha, a, g.lda, b, g.ldb, &g.beta, c, g.ldc);
+    Core<T>::hemm(g.layout, g.side, g.uplo, g.m, g.n, g.alpha, a, g.lda, b, g.ldb, &g.beta, c,
+                  g.ldc);
   else
     Core<T>::symm(g.layout, g.side, g.uplo, g.m, g.n, blas_scalar(*g.alpha), a, g.lda, b, g.ldb,
                   blas_scalar(g.beta), c, g.ldc);
@@ -50,11 +51,12 @@ template <class T, bool Hermitian> int32_t symm_common(const SymmArgs<T>& g) {
 }
 
 template <class T, bool Hermitian>
-int32_t symm_front(Handle a, Handle b, Handle c, const T* alpha, const T* beta, int32_t m, int32_t n,
-                   int32_t side, int32_t uplo, int32_t ar, int32_t ac, int32_t br, int32_t bc,
-                   int32_t cr, int32_t cc, int32_t lda, int32_t ldb, int32_t ldc, int32_t layout,
-                   int32_t check_arguments) {
-  SymmArgs<T> g{a, b, c, alpha, *beta, m, n, side, uplo, ar, ac, br, bc, cr, cc, lda, ldb, ldc, layout};
+int32_t symm_front(Handle a, Handle b, Handle c, const T* alpha, const T* beta, int32_t m,
+                   int32_t n, int32_t side, int32_t uplo, int32_t ar, int32_t ac, int32_t br,
+                   int32_t bc, int32_t cr, int32_t cc, int32_t lda, int32_t ldb, int32_t ldc,
+                   int32_t layout, int32_t check_arguments) {
+  SymmArgs<T> g{a,  b,  c,  alpha, *beta, m,  n,   side, uplo, ar,
+                ac, br, bc, cr,    cc,    lda, ldb, ldc, layout};
   if (check_arguments == 1) {
     const int32_t status = check_symm(g);
     if (status == NothingToDo) return Ok;
@@ -63,23 +65,9 @@ int32_t symm_front(Handle a, Handle b, Handle c, const T* alpha, const T* beta, 
   return symm_common<T, Hermitian>(g);
 }
 
-template <class T>
-int32_t SymmetricMatrixProduct(Handle a, Handle b, Handle c, const T* alpha, const T* beta, int32_t m,
-                               int32_t n, int32_t side, int32_t uplo, int32_t ar, int32_t ac,
-                               int32_t br, int32_t bc, int32_t cr, int32_t cc, int32_t lda,
-                               int32_t ldb, int32_t ldc, int32_t layout, int32_t check_arguments) {
-  return symm_front<T, false>(a, b, c, alpha, beta, m, n, side, uplo, ar, ac, br, bc, cr, cc, lda, ldb,
-                              ldc, layout, check_arguments);
-}
-
-template <class T>
-int32_t HermitianMatrixProduct(Handle a, Handle b, Handle c, const T* alpha, const T* beta, int32_t m,
-                               int32_t n, int32_t side, int32_t uplo, int32_t ar, int32_t ac,
-                               int32_t br, int32_t bc, int32_t cr, int32_t cc, int32_t lda,
-                               int32_t ldb, int32_t ldc, int32_t layout, int32_t check_arguments) {
-  return symm_front<T, true>(a, b, c, alpha, beta, m, n, side, uplo, ar, ac, br, bc, cr, cc, lda, ldb,
-                             ldc, layout, check_arguments);
-}
+// One name per export: symm and hemm differ only in the core routine.
+template <class T> constexpr auto SymmetricMatrixProduct = &symm_front<T, false>;
+template <class T> constexpr auto HermitianMatrixProduct = &symm_front<T, true>;
 
 template <class T> struct SymvArgs {
   Handle a, x, y;
@@ -95,7 +83,8 @@ template <class T> int32_t check_symv(SymvArgs<T>& g) {
   if (empty_shape(g.a) || length(g.x) == 0) return EmptyInput;
   if (g.incx == 0 || g.incy == 0) return ZeroIncrement;
   if (g.xo < 0 || g.xo >= length(g.x) || !offsets_inside(g.a, g.ar, g.ac)) return OffsetOutOfRange;
-  if (!strided_fits(length(g.x), g.xo, g.incx, g.n) || !extent_fits(g.a, g.ar, g.ac, g.n, g.n, g.lda))
+  if (!strided_fits(length(g.x), g.xo, g.incx, g.n) ||
+      !extent_fits(g.a, g.ar, g.ac, g.n, g.n, g.lda))
     return LeadingDimensionTooSmall;
   return check_output_vector(g.y, g.n, g.yo, g.incy, g.beta);
 }
@@ -117,10 +106,10 @@ template <class T> int32_t symv_common(const SymvArgs<T>& g) {
 // symv for the real types, hemv for the complex ones: the same product on
 // the one kind of self-adjoint matrix that each element type has.
 template <class T>
-int32_t SelfAdjointMatrixVectorProduct(Handle a, Handle x, Handle y, const T* alpha, const T* beta,
-                                       int32_t uplo, int32_t incx, int32_t incy, int32_t n, int32_t ar,
-                                       int32_t ac, int32_t xo, int32_t yo, int32_t lda, int32_t layout,
-                                       int32_t check_arguments) {
+int32_t SelfAdjointMatrixVectorProduct(Handle a, Handle x, Handle y, const T* alpha,
+                                       const T* beta, int32_t uplo, int32_t incx, int32_t incy,
+                                       int32_t n, int32_t ar, int32_t ac, int32_t xo, int32_t yo,
+                                       int32_t lda, int32_t layout, int32_t check_arguments) {
   SymvArgs<T> g{a, x, y, alpha, *beta, uplo, incx, incy, n, ar, ac, xo, yo, lda, layout};
   if (check_arguments == 1) {
     const int32_t status = check_symv(g);
@@ -160,10 +149,10 @@ template <class T> int32_t trmm_common(const TrmmArgs& g, const T* alpha) {
 }
 
 template <class T>
-int32_t TriangularMatrixProduct(Handle a, Handle b, const T* alpha, int32_t m, int32_t n, int32_t side,
-                                int32_t uplo, int32_t transa, int32_t diag, int32_t ar, int32_t ac,
-                                int32_t br, int32_t bc, int32_t lda, int32_t ldb, int32_t layout,
-                                int32_t check_arguments) {
+int32_t TriangularMatrixProduct(Handle a, Handle b, const T* alpha, int32_t m, int32_t n,
+                                int32_t side, int32_t uplo, int32_t transa, int32_t diag,
+                                int32_t ar, int32_t ac, int32_t br, int32_t bc, int32_t lda,
+                                int32_t ldb, int32_t layout, int32_t check_arguments) {
   const TrmmArgs g{a, b, m, n, side, uplo, transa, diag, ar, ac, br, bc, lda, ldb, layout};
   if (check_arguments == 1) {
     const int32_t status = check_trmm(g);
