@@ -55,8 +55,8 @@ int32_t symm_front(Handle a, Handle b, Handle c, const T* alpha, const T* beta, 
                    int32_t n, int32_t side, int32_t uplo, int32_t ar, int32_t ac, int32_t br,
                    int32_t bc, int32_t cr, int32_t cc, int32_t lda, int32_t ldb, int32_t ldc,
                    int32_t layout, int32_t check_arguments) {
-  SymmArgs<T> g{a,  b,  c,  alpha, *beta, m,  n,   side, uplo, ar,
-                ac, br, bc, cr,    cc,    lda, ldb, ldc, layout};
+  SymmArgs<T> g{a,  b,  c,  alpha, *beta, m,   n,   side, uplo,
+                ar, ac, br, bc,    cr,    cc,  lda, ldb, ldc,  layout};
   if (check_arguments == 1) {
     const int32_t status = check_symm(g);
     if (status == NothingToDo) return Ok;
