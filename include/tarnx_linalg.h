@@ -58,6 +58,59 @@ TARNX_DECLARE_PRODUCTS(z, ZwComplex128)
 #undef TARNX_DECLARE_PRODUCTS
 
 /* ---- BLAS entry points ---------------------------------------------------------- */
+/* The core's products over handles. Operands start at (row, column) offsets
+ * into the stored blocks; enumerations take the CBLAS values (layout 101/102,
+ * transpose 111/112/113, uplo 121/122, diag 131/132, side 141/142). With
+ * checkArguments 1 every size, offset and extent is checked first; an empty
+ * C or y is then created to fit and beta ignored. On failure the output
+ * operand (C, y, or B and x of trmm and trmv) is emptied. */
+#define TARNX_DECLARE_BLAS(t, T)                                                              \
+  TARNX_API int32_t zwblas_##t##gemm(ZwArrayHandle A, ZwArrayHandle B, ZwArrayHandle C,       \
+      const T *alpha, const T *beta, int32_t M, int32_t N, int32_t K, int32_t transA,         \
+      int32_t transB, int32_t aRowOffset, int32_t aColOffset, int32_t bRowOffset,             \
+      int32_t bColOffset, int32_t cRowOffset, int32_t cColOffset, int32_t lda, int32_t ldb,   \
+      int32_t ldc, int32_t layout, int32_t checkArguments);                                   \
+  TARNX_API int32_t zwblas_##t##gemv(ZwArrayHandle A, ZwArrayHandle x, ZwArrayHandle y,       \
+      const T *alpha, const T *beta, int32_t trans, int32_t incx, int32_t incy, int32_t M,    \
+      int32_t N, int32_t aRowOffset, int32_t aColOffset, int32_t xOffset, int32_t yOffset,    \
+      int32_t lda, int32_t layout, int32_t checkArguments);                                   \
+  TARNX_API int32_t zwblas_##t##symm(ZwArrayHandle A, ZwArrayHandle B, ZwArrayHandle C,       \
+      const T *alpha, const T *beta, int32_t M, int32_t N, int32_t side, int32_t uplo,        \
+      int32_t aRowOffset, int32_t aColOffset, int32_t bRowOffset, int32_t bColOffset,         \
+      int32_t cRowOffset, int32_t cColOffset, int32_t lda, int32_t ldb, int32_t ldc,          \
+      int32_t layout, int32_t checkArguments);                                                \
+  TARNX_API int32_t zwblas_##t##trmm(ZwArrayHandle A, ZwArrayHandle B, const T *alpha,        \
+      int32_t M, int32_t N, int32_t side, int32_t uplo, int32_t transA, int32_t diag,         \
+      int32_t aRowOffset, int32_t aColOffset, int32_t bRowOffset, int32_t bColOffset,         \
+      int32_t lda, int32_t ldb, int32_t layout, int32_t checkArguments);                      \
+  TARNX_API int32_t zwblas_##t##trmv(ZwArrayHandle A, ZwArrayHandle x, int32_t uplo,          \
+      int32_t trans, int32_t diag, int32_t incx, int32_t N, int32_t aRowOffset,               \
+      int32_t aColOffset, int32_t xOffset, int32_t lda, int32_t layout, int32_t checkArguments);
+/* symv for the real types, hemv for the complex ones; hemm for complex only. */
+#define TARNX_DECLARE_BLAS_SYMV(t, T, name)                                                   \
+  TARNX_API int32_t zwblas_##t##name(ZwArrayHandle A, ZwArrayHandle x, ZwArrayHandle y,       \
+      const T *alpha, const T *beta, int32_t uplo, int32_t incx, int32_t incy, int32_t N,     \
+      int32_t aRowOffset, int32_t aColOffset, int32_t xOffset, int32_t yOffset, int32_t lda,  \
+      int32_t layout, int32_t checkArguments);
+#define TARNX_DECLARE_BLAS_HEMM(t, T)                                                         \
+  TARNX_API int32_t zwblas_##t##hemm(ZwArrayHandle A, ZwArrayHandle B, ZwArrayHandle C,       \
+      const T *alpha, const T *beta, int32_t M, int32_t N, int32_t side, int32_t uplo,        \
+      int32_t aRowOffset, int32_t aColOffset, int32_t bRowOffset, int32_t bColOffset,         \
+      int32_t cRowOffset, int32_t cColOffset, int32_t lda, int32_t ldb, int32_t ldc,          \
+      int32_t layout, int32_t checkArguments);
+TARNX_DECLARE_BLAS(s, float)
+TARNX_DECLARE_BLAS(d, double)
+TARNX_DECLARE_BLAS(c, ZwComplex64)
+TARNX_DECLARE_BLAS(z, ZwComplex128)
+TARNX_DECLARE_BLAS_SYMV(s, float, symv)
+TARNX_DECLARE_BLAS_SYMV(d, double, symv)
+TARNX_DECLARE_BLAS_SYMV(c, ZwComplex64, hemv)
+TARNX_DECLARE_BLAS_SYMV(z, ZwComplex128, hemv)
+TARNX_DECLARE_BLAS_HEMM(c, ZwComplex64)
+TARNX_DECLARE_BLAS_HEMM(z, ZwComplex128)
+#undef TARNX_DECLARE_BLAS
+#undef TARNX_DECLARE_BLAS_SYMV
+#undef TARNX_DECLARE_BLAS_HEMM
 
 /* ---- transpose, trace, mean, RMS, norms, special matrices -------------------------- */
 /* Scalar results of RMS and the norms are real: float for s and c, double for d and z.
