@@ -21,7 +21,7 @@ int32_t default_int(std::string_view name, int n) {
       {"uplo", 121}, {"diag", 131}, {"incx", 1}, {"incy", 1}, {"checkArguments", 1},
       {"power", 3}, {"maxIterations", 50}, {"method", 0}, {"normType", 0}, {"mode", 0},
   };
-  for (std::string_view dim : {"M", "N", "K", "lda", "ldb", "ldc", "order", "n"})
+  for (std::string_view dim : {"M", "N", "K", "lda", "ldb", "ldc", "order", "n", "size"})
     if (name == dim) return n;
   auto it = by_name.find(name);
   return it != by_name.end() ? it->second : 0;
