@@ -93,6 +93,7 @@ const char* role_name(arg::Role role) {
     case arg::Role::Value: return "value";
     case arg::Role::Ref: return "ref";
     case arg::Role::Result: return "result";
+    case arg::Role::Update: return "update";
   }
   return "?";
 }

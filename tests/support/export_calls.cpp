@@ -19,7 +19,7 @@ int32_t default_int(std::string_view name, int n) {
   static const std::map<std::string_view, int> by_name = {
       {"layout", 101}, {"trans", 111}, {"transA", 111}, {"transB", 111}, {"side", 141},
       {"uplo", 121}, {"diag", 131}, {"incx", 1}, {"incy", 1}, {"checkArguments", 1},
-      {"power", 3}, {"maxIterations", 50}, {"method", 0}, {"normType", 0}, {"mode", 0},
+      {"power", 3}, {"maxIterations", 50}, {"iterations", 50}, {"method", 0}, {"normType", 0}, {"mode", 0},
   };
   for (std::string_view dim : {"M", "N", "K", "lda", "ldb", "ldc", "order", "n", "size"})
     if (name == dim) return n;
@@ -142,8 +142,10 @@ PreparedCall::PreparedCall(const tarnx::ExportInfo& info, Host& host, int n)
         break;
       case Role::Ref:
       case Role::Result:
+      case Role::Update:
         scalars_[i].assign(16, 0);
         if (a.kind.role == Role::Ref) store_real(scalars_[i].data(), a.kind.elem, 1.0);
+        if (a.kind.role == Role::Update) store_real(scalars_[i].data(), a.kind.elem, default_int(a.name, n));
         s.pointer = scalars_[i].data();
         break;
     }
@@ -167,7 +169,7 @@ std::vector<unsigned char> PreparedCall::snapshot() const {
         const std::size_t offset = (size == 16 || (size == 8 && a.kind.elem == Elem::F64)) ? 8 : 4;
         append(*h, offset + size * static_cast<std::size_t>(length(h)));
       }
-    } else if (a.kind.role == Role::Result) {
+    } else if (a.kind.role == Role::Result || a.kind.role == Role::Update) {
       append(slots_[i].pointer, size);
     }
   }
@@ -188,7 +190,7 @@ std::string PreparedCall::broken_promise(int32_t status) const {
       const bool empty = a.kind.shape == Shape::Matrix ? rows(h) == 0 && cols(h) == 0 : length(h) == 0;
       if (!empty) return what + ": output not emptied after status " + std::to_string(status);
     }
-    if (a.kind.role == Role::Result && !all_nan(slots_[i].pointer, a.kind.elem))
+    if ((a.kind.role == Role::Result || a.kind.role == Role::Update) && !all_nan(slots_[i].pointer, a.kind.elem))
       return what + ": result not NaN after status " + std::to_string(status);
   }
   return {};
