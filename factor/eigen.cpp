@@ -45,9 +45,10 @@ int32_t GeneralEigen(const T* a, int32_t n, ComplexOf<T>* values, ComplexOf<T>* 
   const char* jobvl = vectors != nullptr ? "V" : "N";
   int info = 0, lwork = -1;
   T query{};
+  R rwork_query{};  // the core's query writes the first RWORK entry
   if constexpr (is_complex_v<T>)
     Core<T>::geev(jobvl, "N", &n, nullptr, &n, values, nullptr, &n, nullptr, &n, &query, &lwork,
-                  nullptr, &info);
+                  &rwork_query, &info);
   else
     Core<T>::geev(jobvl, "N", &n, nullptr, &n, nullptr, nullptr, nullptr, &n, nullptr, &n, &query,
                   &lwork, &info);
