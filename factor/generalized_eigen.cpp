@@ -35,9 +35,10 @@ int32_t GeneralizedEigen(const T* a, const T* b, int32_t n, ComplexOf<T>* values
   const char* jobvl = vectors != nullptr ? "V" : "N";
   int info = 0, lwork = -1;
   T query{};
+  R rwork_query{};  // never null, as for the single-matrix query
   if constexpr (is_complex_v<T>)
     Core<T>::ggev(jobvl, "N", &n, nullptr, &n, nullptr, &n, nullptr, nullptr, nullptr, &n, nullptr,
-                  &n, &query, &lwork, nullptr, &info);
+                  &n, &query, &lwork, &rwork_query, &info);
   else
     Core<T>::ggev(jobvl, "N", &n, nullptr, &n, nullptr, &n, nullptr, nullptr, nullptr, nullptr, &n,
                   nullptr, &n, &query, &lwork, &info);
