@@ -148,6 +148,46 @@ TARNX_DECLARE_FACTORIZATIONS(z)
 #undef TARNX_DECLARE_FACTORIZATIONS
 
 /* ---- eigen-decompositions: Schur, eigenvalues, generalized eigenvalues ------------- */
+/* Schur form A = Z T Z^H: T overwrites A; sortOrder (read as unsigned) 0 as
+ * computed, 1/2 real part ascending/descending, 3/4 modulus ascending/descending.
+ * Eigenvalues are complex of A's precision. realWork (float64) is read by the
+ * complex types only, intWork (int32) by the real types only. */
+#define TARNX_DECLARE_SCHUR(t)                                                                  \
+  TARNX_API int32_t t##SchurH(ZwArrayHandle A, int32_t computeVectors, int32_t sortOrder,       \
+                              ZwArrayHandle Z, ZwArrayHandle eigenvalues, ZwArrayHandle work,   \
+                              ZwArrayHandle realWork, ZwArrayHandle intWork);
+/* Eigenvalues (complex) and, with option 1, eigenvectors (complex columns) of a
+ * general matrix; realWork is read by the complex types only. */
+#define TARNX_DECLARE_EIGENV(t)                                                                 \
+  TARNX_API int32_t t##EigenVH(ZwArrayHandle A, int32_t option, ZwArrayHandle eigenvalues,      \
+                               ZwArrayHandle eigenvectors, ZwArrayHandle work,                  \
+                               ZwArrayHandle realWork);
+/* Generalized eigenvalues A x = lambda B x; realWork is read by the complex types only. */
+#define TARNX_DECLARE_GENEIGENV(t)                                                              \
+  TARNX_API int32_t t##GenEigenVH(ZwArrayHandle A, ZwArrayHandle B, int32_t option,             \
+                                  ZwArrayHandle eigenvalues, ZwArrayHandle eigenvectors,        \
+                                  ZwArrayHandle work, ZwArrayHandle realWork);
+#define TARNX_DECLARE_EIGEN(t) TARNX_DECLARE_SCHUR(t) TARNX_DECLARE_EIGENV(t) TARNX_DECLARE_GENEIGENV(t)
+TARNX_DECLARE_EIGEN(s)
+TARNX_DECLARE_EIGEN(d)
+TARNX_DECLARE_EIGEN(c)
+TARNX_DECLARE_EIGEN(z)
+#undef TARNX_DECLARE_EIGEN
+#undef TARNX_DECLARE_SCHUR
+#undef TARNX_DECLARE_EIGENV
+#undef TARNX_DECLARE_GENEIGENV
+/* Real symmetric / complex Hermitian eigenvalues, ascending; only the lower
+ * triangle of A is read. */
+TARNX_API int32_t sSymEigenVH(ZwArrayHandle A, int32_t option, ZwArrayHandle eigenvalues,
+                              ZwArrayHandle eigenvectors, ZwArrayHandle work, ZwArrayHandle intWork);
+TARNX_API int32_t dSymEigenVH(ZwArrayHandle A, int32_t option, ZwArrayHandle eigenvalues,
+                              ZwArrayHandle eigenvectors, ZwArrayHandle work, ZwArrayHandle intWork);
+TARNX_API int32_t cHermEigenVH(ZwArrayHandle A, int32_t option, ZwArrayHandle eigenvalues,
+                               ZwArrayHandle eigenvectors, ZwArrayHandle work,
+                               ZwArrayHandle realWork, ZwArrayHandle intWork);
+TARNX_API int32_t zHermEigenVH(ZwArrayHandle A, int32_t option, ZwArrayHandle eigenvalues,
+                               ZwArrayHandle eigenvectors, ZwArrayHandle work,
+                               ZwArrayHandle realWork, ZwArrayHandle intWork);
 
 /* ---- determinant, inverse, linear systems ------------------------------------------ */
 /* matrixType: 0 general, 1 positive definite (its lower triangle is
