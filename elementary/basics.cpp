@@ -9,28 +9,6 @@
 namespace tarnx {
 namespace {
 
-// The conjugate transpose in square tiles, like the layout copies. The
-// imaginary part is subtracted from negative zero rather than sign-flipped:
-// a zero imaginary part comes out as a zero of the opposite sign, and a NaN
-// keeps its own sign.
-template <class T> void conjugate_transpose(const T* a, int32_t m, int32_t n, T* b) {
-  using R = RealOf<T>;
-  constexpr int32_t tile = 32;
-  for (int32_t i0 = 0; i0 < m; i0 += tile) {
-    const int32_t i1 = i0 + tile < m ? i0 + tile : m;
-    for (int32_t j0 = 0; j0 < n; j0 += tile) {
-      const int32_t j1 = j0 + tile < n ? j0 + tile : n;
-      for (int32_t j = j0; j < j1; ++j) {
-        T* out = b + static_cast<std::size_t>(j) * m;
-        for (int32_t i = i0; i < i1; ++i) {
-          const T v = a[static_cast<std::size_t>(i) * n + j];
-          out[i] = T(v.real(), R(-0.0) - v.imag());
-        }
-      }
-    }
-  }
-}
-
 template <class T> int32_t Transpose(Handle a, Handle b) {
   const int32_t m = rows(a), n = cols(a);
   T* out = nullptr;
@@ -40,8 +18,12 @@ template <class T> int32_t Transpose(Handle a, Handle b) {
   if constexpr (!is_complex_v<T>) {
     return ToColumnMajor(matrix_data<T>(a), m, n, out);
   } else {
+    // The imaginary part is subtracted from negative zero rather than
+    // sign-flipped: a zero imaginary part comes out as a zero of the
+    // opposite sign, and a NaN keeps its own sign.
     if (m < 1 || n < 1) return EmptyInput;
-    conjugate_transpose(matrix_data<T>(a), m, n, out);
+    detail::transpose_copy(matrix_data<T>(a), m, n, out,
+                           [](const T& v) { return T(v.real(), RealOf<T>(-0.0) - v.imag()); });
     return Ok;
   }
 }
