@@ -21,9 +21,9 @@ int32_t SVDWorker(Handle a, int32_t values_only, int32_t mode, Handle u, Handle 
   char job = 'N';
   if (values_only == 0) {
     job = mode == kFull ? 'A' : 'S';
-    const int32_t p = mode == kFull ? 0 : k;  // 0: square factors
-    if (int32_t status = ResizeMatrix<T>(u, m, p == 0 ? m : p); status != Ok) return status;
-    if (int32_t status = ResizeMatrix<T>(v, n, p == 0 ? n : p); status != Ok) return status;
+    const int32_t u_cols = mode == kFull ? m : k, v_cols = mode == kFull ? n : k;
+    if (int32_t status = ResizeMatrix<T>(u, m, u_cols); status != Ok) return status;
+    if (int32_t status = ResizeMatrix<T>(v, n, v_cols); status != Ok) return status;
   } else {
     if (rows(u) != 0 || cols(u) != 0) EmptyMatrix<T>(u);
     if (rows(v) != 0 || cols(v) != 0) EmptyMatrix<T>(v);

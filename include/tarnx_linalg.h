@@ -135,9 +135,15 @@ TARNX_DECLARE_ELEMENTARY(z, ZwComplex128, double)
 #undef TARNX_DECLARE_ELEMENTARY
 
 /* ---- factorizations: Cholesky, LU, QR, SVD ---------------------------------------- */
-/* Scratch handles (work, realWork, intWork) are sized by the call
+/* Scratch handles (work, permutation, realWork, intWork) are sized by the call
  * and come back empty; a null one where it is needed gives -20999. */
 #define TARNX_DECLARE_FACTORIZATIONS(t)                                                      \
+  TARNX_API int32_t t##CholeskyH(ZwArrayHandle A, int32_t factorKind);                      \
+  TARNX_API int32_t t##LUH(ZwArrayHandle A, ZwArrayHandle L, ZwArrayHandle U, ZwArrayHandle P, \
+                           ZwArrayHandle pivots, ZwArrayHandle work, ZwArrayHandle permutation); \
+  TARNX_API int32_t t##QRH(ZwArrayHandle A, ZwArrayHandle Q, ZwArrayHandle R, ZwArrayHandle P, \
+                           ZwArrayHandle pivots, int32_t pivoting, int32_t mode,             \
+                           ZwArrayHandle work, ZwArrayHandle realWork);                      \
   TARNX_API int32_t t##SVDH(ZwArrayHandle A, int32_t valuesOnly, int32_t mode, ZwArrayHandle U, \
                             ZwArrayHandle S, ZwArrayHandle V, ZwArrayHandle work,            \
                             ZwArrayHandle realWork, ZwArrayHandle intWork);
