@@ -15,23 +15,16 @@
 
 namespace tarnx {
 
-template <class T> struct CTypeOf { using type = T; };
-template <> struct CTypeOf<cfloat> { using type = ZwComplex64; };
-template <> struct CTypeOf<cdouble> { using type = ZwComplex128; };
-
 // The C type of an export parameter, and the type the operation receives.
 template <class K> struct Param {
   using T = typename K::type;
-  using C = typename CTypeOf<T>::type;
   static constexpr arg::Role role = K::role;
-  using type = std::conditional_t<
-      role == arg::Role::Value, C,
-      std::conditional_t<role == arg::Role::Ref, const C*,
-                         std::conditional_t<role == arg::Role::Result, C*, ZwArrayHandle>>>;
+  using type = CParam<K>;
   using internal_type = std::conditional_t<
       role == arg::Role::Value, T,
       std::conditional_t<role == arg::Role::Ref, const T*,
-                         std::conditional_t<role == arg::Role::Result, T*, Handle>>>;
+                         std::conditional_t<role == arg::Role::Result || role == arg::Role::Update,
+                                            T*, Handle>>>;
   static internal_type to_internal(type a) {
     if constexpr (role == arg::Role::Value) return std::bit_cast<T>(a);
     else return reinterpret_cast<internal_type>(a);
@@ -56,7 +49,8 @@ template <class K> inline void settle(ParamOf<K> a, int32_t status) {
     } else {
       if (length(h) != 0) EmptyVector<T>(h);
     }
-  } else if constexpr (K::role == arg::Role::Result && !std::is_same_v<T, int32_t>) {
+  } else if constexpr ((K::role == arg::Role::Result || K::role == arg::Role::Update) &&
+                       !std::is_same_v<T, int32_t>) {
     if (status < 0 && a != nullptr) *Param<K>::to_internal(a) = failure_nan<T>();
   }
 }

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "frame/traits.hpp"
+#include "include/tarnx_linalg.h"
 
 namespace tarnx::arg {
 
@@ -16,6 +17,7 @@ enum class Role : uint8_t {
   Value,    // scalar by value
   Ref,      // scalar input by reference
   Result,   // scalar output by reference; the failure NaN on failure
+  Update,   // scalar by reference, read and then written (a limit in, a count out)
 };
 enum class Shape : uint8_t { Vector, Matrix, Scalar };
 enum class Elem : uint8_t { F32, F64, C64, C128, I32 };
@@ -47,6 +49,19 @@ template <Role R, Shape S, class T> struct Kind {
 }  // namespace tarnx::arg
 
 namespace tarnx {
+
+template <class T> struct CTypeOf { using type = T; };
+template <> struct CTypeOf<cfloat> { using type = ZwComplex64; };
+template <> struct CTypeOf<cdouble> { using type = ZwComplex128; };
+
+// The C type of an export parameter of kind K.
+template <class K>
+using CParam = std::conditional_t<
+    K::role == arg::Role::Value, typename CTypeOf<typename K::type>::type,
+    std::conditional_t<K::role == arg::Role::Ref, const typename CTypeOf<typename K::type>::type*,
+                       std::conditional_t<K::role == arg::Role::Result || K::role == arg::Role::Update,
+                                          typename CTypeOf<typename K::type>::type*, ZwArrayHandle>>>;
+
 template <class T> using InMatrix = arg::Kind<arg::Role::In, arg::Shape::Matrix, T>;
 template <class T> using InVector = arg::Kind<arg::Role::In, arg::Shape::Vector, T>;
 template <class T> using OutMatrix = arg::Kind<arg::Role::Out, arg::Shape::Matrix, T>;
@@ -57,6 +72,7 @@ template <class T> using Scratch = arg::Kind<arg::Role::Scratch, arg::Shape::Vec
 template <class T> using Value = arg::Kind<arg::Role::Value, arg::Shape::Scalar, T>;
 template <class T> using Ref = arg::Kind<arg::Role::Ref, arg::Shape::Scalar, T>;
 template <class T> using Result = arg::Kind<arg::Role::Result, arg::Shape::Scalar, T>;
+template <class T> using Update = arg::Kind<arg::Role::Update, arg::Shape::Scalar, T>;
 }  // namespace tarnx
 
 // TARNX_FOR_EACH_INDEXED(M, sep, a, b, c) -> M(3, a) sep() M(2, b) sep() M(1, c), up to 24:

@@ -34,6 +34,31 @@ constexpr std::size_t count_names(std::string_view names) {
   return n;
 }
 
+template <class K> CParam<K> unpack(const ArgSlot& s) {
+  using C = CParam<K>;
+  if constexpr (K::role == arg::Role::Value) {
+    if constexpr (std::is_same_v<C, int32_t>) return s.i32;
+    else if constexpr (std::is_same_v<C, float>) return s.f32;
+    else if constexpr (std::is_same_v<C, double>) return s.f64;
+    else if constexpr (std::is_same_v<C, ZwComplex64>) return s.c64;
+    else return s.c128;
+  } else if constexpr (std::is_same_v<C, ZwArrayHandle>) {
+    return s.handle;
+  } else {
+    return static_cast<C>(s.pointer);
+  }
+}
+
+template <class... K, std::size_t... I>
+int32_t invoke_with(void* address, const ArgSlot* args, std::index_sequence<I...>) {
+  using Fn = int32_t (*)(CParam<K>...);
+  return reinterpret_cast<Fn>(address)(unpack<K>(args[I])...);
+}
+
+template <class... K> int32_t invoke(void* address, const ArgSlot* args) {
+  return invoke_with<K...>(address, args, std::index_sequence_for<K...>{});
+}
+
 #define TARNX_EXPORT_DESC(i, K) K::desc
 #define TARNX_EXPORT(name, fn, names, ...)                                                        \
   constexpr std::array<arg::Desc, TARNX_ARGC(__VA_ARGS__)> kinds_##name{                          \
@@ -43,7 +68,7 @@ constexpr std::size_t count_names(std::string_view names) {
 #include "all_exports.inc"
 #undef TARNX_EXPORT
 
-#define TARNX_EXPORT(name, fn, names, ...) ExportInfo{#name##sv, args_##name},
+#define TARNX_EXPORT(name, fn, names, ...) ExportInfo{#name##sv, args_##name, &invoke<__VA_ARGS__>},
 const ExportInfo table[] = {
 #include "all_exports.inc"
 };
@@ -68,6 +93,7 @@ const char* role_name(arg::Role role) {
     case arg::Role::Value: return "value";
     case arg::Role::Ref: return "ref";
     case arg::Role::Result: return "result";
+    case arg::Role::Update: return "update";
   }
   return "?";
 }

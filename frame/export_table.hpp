@@ -14,9 +14,23 @@ struct ExportArg {
   std::string_view name;
 };
 
+// One argument of a call made through the table: an array handle, a scalar
+// by value of the argument's element type, or the address of a scalar.
+union ArgSlot {
+  ZwArrayHandle handle;
+  int32_t i32;
+  float f32;
+  double f64;
+  ZwComplex64 c64;
+  ZwComplex128 c128;
+  void* pointer;
+};
+
 struct ExportInfo {
   std::string_view name;
   std::span<const ExportArg> args;
+  // Calls the export at `address` (found with dlsym) with one slot per argument.
+  int32_t (*invoke)(void* address, const ArgSlot* args);
 };
 
 std::span<const ExportInfo> export_table();

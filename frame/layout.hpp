@@ -32,15 +32,11 @@ template <class T> int32_t HasNonFinite(const T* values, int32_t n) {
 }
 
 namespace detail {
-template <bool Conjugate, class T> inline T conj_if_needed(const T& v) {
-  if constexpr (Conjugate) return T(v.real(), -v.imag());
-  else return v;
-}
-
 // Transposing copy in square tiles, so that neither side strides through
-// memory a whole row or column at a time on large matrices.
-template <class T, bool Conjugate>
-void transpose_copy(const T* src, int32_t m, int32_t n, T* dst) {
+// memory a whole row or column at a time on large matrices; `op` is applied
+// to every element on the way.
+template <class T, class Op>
+void transpose_copy(const T* src, int32_t m, int32_t n, T* dst, Op op) {
   constexpr int32_t tile = 32;
   for (int32_t i0 = 0; i0 < m; i0 += tile) {
     const int32_t i1 = i0 + tile < m ? i0 + tile : m;
@@ -51,12 +47,12 @@ void transpose_copy(const T* src, int32_t m, int32_t n, T* dst) {
         const T* in = src + j;
         int32_t i = i0;
         for (; i + 4 <= i1; i += 4) {
-          out[i] = conj_if_needed<Conjugate>(in[static_cast<std::size_t>(i) * n]);
-          out[i + 1] = conj_if_needed<Conjugate>(in[static_cast<std::size_t>(i + 1) * n]);
-          out[i + 2] = conj_if_needed<Conjugate>(in[static_cast<std::size_t>(i + 2) * n]);
-          out[i + 3] = conj_if_needed<Conjugate>(in[static_cast<std::size_t>(i + 3) * n]);
+          out[i] = op(in[static_cast<std::size_t>(i) * n]);
+          out[i + 1] = op(in[static_cast<std::size_t>(i + 1) * n]);
+          out[i + 2] = op(in[static_cast<std::size_t>(i + 2) * n]);
+          out[i + 3] = op(in[static_cast<std::size_t>(i + 3) * n]);
         }
-        for (; i < i1; ++i) out[i] = conj_if_needed<Conjugate>(in[static_cast<std::size_t>(i) * n]);
+        for (; i < i1; ++i) out[i] = op(in[static_cast<std::size_t>(i) * n]);
       }
     }
   }
@@ -69,7 +65,7 @@ void transpose_copy(const T* src, int32_t m, int32_t n, T* dst) {
 // transpose. The buffers must not overlap.
 template <class T> int32_t ToColumnMajor(const T* src, int32_t m, int32_t n, T* dst) {
   if (m < 1 || n < 1) return EmptyInput;
-  detail::transpose_copy<T, false>(src, m, n, dst);
+  detail::transpose_copy(src, m, n, dst, [](const T& v) { return v; });
   return Ok;
 }
 
@@ -78,7 +74,7 @@ template <class T> int32_t ToColumnMajor(const T* src, int32_t m, int32_t n, T* 
 template <class T> int32_t ToColumnMajorConj(const T* src, int32_t m, int32_t n, T* dst) {
   static_assert(is_complex_v<T>);
   if (m < 1 || n < 1) return EmptyInput;
-  detail::transpose_copy<T, true>(src, m, n, dst);
+  detail::transpose_copy(src, m, n, dst, [](const T& v) { return T(v.real(), -v.imag()); });
   return Ok;
 }
 

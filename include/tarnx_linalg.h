@@ -58,20 +58,179 @@ TARNX_DECLARE_PRODUCTS(z, ZwComplex128)
 #undef TARNX_DECLARE_PRODUCTS
 
 /* ---- BLAS entry points ---------------------------------------------------------- */
+/* The core's products over handles. Operands start at (row, column) offsets
+ * into the stored blocks; enumerations take the CBLAS values (layout 101/102,
+ * transpose 111/112/113, uplo 121/122, diag 131/132, side 141/142). With
+ * checkArguments 1 every size, offset and extent is checked first; an empty
+ * C or y is then created to fit and beta ignored. On failure the output
+ * operand (C, y, or B and x of trmm and trmv) is emptied. */
+#define TARNX_DECLARE_BLAS(t, T)                                                              \
+  TARNX_API int32_t zwblas_##t##gemm(ZwArrayHandle A, ZwArrayHandle B, ZwArrayHandle C,       \
+      const T *alpha, const T *beta, int32_t M, int32_t N, int32_t K, int32_t transA,         \
+      int32_t transB, int32_t aRowOffset, int32_t aColOffset, int32_t bRowOffset,             \
+      int32_t bColOffset, int32_t cRowOffset, int32_t cColOffset, int32_t lda, int32_t ldb,   \
+      int32_t ldc, int32_t layout, int32_t checkArguments);                                   \
+  TARNX_API int32_t zwblas_##t##gemv(ZwArrayHandle A, ZwArrayHandle x, ZwArrayHandle y,       \
+      const T *alpha, const T *beta, int32_t trans, int32_t incx, int32_t incy, int32_t M,    \
+      int32_t N, int32_t aRowOffset, int32_t aColOffset, int32_t xOffset, int32_t yOffset,    \
+      int32_t lda, int32_t layout, int32_t checkArguments);                                   \
+  TARNX_API int32_t zwblas_##t##symm(ZwArrayHandle A, ZwArrayHandle B, ZwArrayHandle C,       \
+      const T *alpha, const T *beta, int32_t M, int32_t N, int32_t side, int32_t uplo,        \
+      int32_t aRowOffset, int32_t aColOffset, int32_t bRowOffset, int32_t bColOffset,         \
+      int32_t cRowOffset, int32_t cColOffset, int32_t lda, int32_t ldb, int32_t ldc,          \
+      int32_t layout, int32_t checkArguments);                                                \
+  TARNX_API int32_t zwblas_##t##trmm(ZwArrayHandle A, ZwArrayHandle B, const T *alpha,        \
+      int32_t M, int32_t N, int32_t side, int32_t uplo, int32_t transA, int32_t diag,         \
+      int32_t aRowOffset, int32_t aColOffset, int32_t bRowOffset, int32_t bColOffset,         \
+      int32_t lda, int32_t ldb, int32_t layout, int32_t checkArguments);                      \
+  TARNX_API int32_t zwblas_##t##trmv(ZwArrayHandle A, ZwArrayHandle x, int32_t uplo,          \
+      int32_t trans, int32_t diag, int32_t incx, int32_t N, int32_t aRowOffset,               \
+      int32_t aColOffset, int32_t xOffset, int32_t lda, int32_t layout, int32_t checkArguments);
+/* symv for the real types, hemv for the complex ones; hemm for complex only. */
+#define TARNX_DECLARE_BLAS_SYMV(t, T, name)                                                   \
+  TARNX_API int32_t zwblas_##t##name(ZwArrayHandle A, ZwArrayHandle x, ZwArrayHandle y,       \
+      const T *alpha, const T *beta, int32_t uplo, int32_t incx, int32_t incy, int32_t N,     \
+      int32_t aRowOffset, int32_t aColOffset, int32_t xOffset, int32_t yOffset, int32_t lda,  \
+      int32_t layout, int32_t checkArguments);
+#define TARNX_DECLARE_BLAS_HEMM(t, T)                                                         \
+  TARNX_API int32_t zwblas_##t##hemm(ZwArrayHandle A, ZwArrayHandle B, ZwArrayHandle C,       \
+      const T *alpha, const T *beta, int32_t M, int32_t N, int32_t side, int32_t uplo,        \
+      int32_t aRowOffset, int32_t aColOffset, int32_t bRowOffset, int32_t bColOffset,         \
+      int32_t cRowOffset, int32_t cColOffset, int32_t lda, int32_t ldb, int32_t ldc,          \
+      int32_t layout, int32_t checkArguments);
+TARNX_DECLARE_BLAS(s, float)
+TARNX_DECLARE_BLAS(d, double)
+TARNX_DECLARE_BLAS(c, ZwComplex64)
+TARNX_DECLARE_BLAS(z, ZwComplex128)
+TARNX_DECLARE_BLAS_SYMV(s, float, symv)
+TARNX_DECLARE_BLAS_SYMV(d, double, symv)
+TARNX_DECLARE_BLAS_SYMV(c, ZwComplex64, hemv)
+TARNX_DECLARE_BLAS_SYMV(z, ZwComplex128, hemv)
+TARNX_DECLARE_BLAS_HEMM(c, ZwComplex64)
+TARNX_DECLARE_BLAS_HEMM(z, ZwComplex128)
+#undef TARNX_DECLARE_BLAS
+#undef TARNX_DECLARE_BLAS_SYMV
+#undef TARNX_DECLARE_BLAS_HEMM
 
 /* ---- transpose, trace, mean, RMS, norms, special matrices -------------------------- */
+/* Scalar results of RMS and the norms are real: float for s and c, double for d and z.
+ * The matrix norm's scratch handles serve only the 2-norm (type 0): the singular values
+ * (real), then the singular-value kernel's work (element type), real work (double) and
+ * integer work (int32). */
+#define TARNX_DECLARE_ELEMENTARY(t, T, R)                                                     \
+  TARNX_API int32_t t##TransposeH(ZwArrayHandle A, ZwArrayHandle B);                          \
+  TARNX_API int32_t t##TraceH(ZwArrayHandle A, T *result);                                    \
+  TARNX_API int32_t t##MeanH(ZwArrayHandle x, T *result);                                     \
+  TARNX_API int32_t t##RMSH(ZwArrayHandle x, R *result);                                      \
+  TARNX_API int32_t t##VectorNormH(ZwArrayHandle x, double p, R *result);                     \
+  TARNX_API int32_t t##MtrxNormH(ZwArrayHandle A, int32_t type, R *result,                    \
+                                 ZwArrayHandle singularValues, ZwArrayHandle work,            \
+                                 ZwArrayHandle realWork, ZwArrayHandle intWork);              \
+  TARNX_API int32_t t##SpecialMtrxH(int32_t type, int32_t size, ZwArrayHandle x,              \
+                                    ZwArrayHandle y, ZwArrayHandle B);
+TARNX_DECLARE_ELEMENTARY(s, float, float)
+TARNX_DECLARE_ELEMENTARY(d, double, double)
+TARNX_DECLARE_ELEMENTARY(c, ZwComplex64, float)
+TARNX_DECLARE_ELEMENTARY(z, ZwComplex128, double)
+#undef TARNX_DECLARE_ELEMENTARY
 
 /* ---- factorizations: Cholesky, LU, QR, SVD ---------------------------------------- */
+/* Scratch handles (work, permutation, realWork, intWork) are sized by the call
+ * and come back empty; a null one where it is needed gives -20999. */
+#define TARNX_DECLARE_FACTORIZATIONS(t)                                                      \
+  TARNX_API int32_t t##CholeskyH(ZwArrayHandle A, int32_t factorKind);                      \
+  TARNX_API int32_t t##LUH(ZwArrayHandle A, ZwArrayHandle L, ZwArrayHandle U, ZwArrayHandle P, \
+                           ZwArrayHandle pivots, ZwArrayHandle work, ZwArrayHandle permutation); \
+  TARNX_API int32_t t##QRH(ZwArrayHandle A, ZwArrayHandle Q, ZwArrayHandle R, ZwArrayHandle P, \
+                           ZwArrayHandle pivots, int32_t pivoting, int32_t mode,             \
+                           ZwArrayHandle work, ZwArrayHandle realWork);                      \
+  TARNX_API int32_t t##SVDH(ZwArrayHandle A, int32_t valuesOnly, int32_t mode, ZwArrayHandle U, \
+                            ZwArrayHandle S, ZwArrayHandle V, ZwArrayHandle work,            \
+                            ZwArrayHandle realWork, ZwArrayHandle intWork);
+TARNX_DECLARE_FACTORIZATIONS(s)
+TARNX_DECLARE_FACTORIZATIONS(d)
+TARNX_DECLARE_FACTORIZATIONS(c)
+TARNX_DECLARE_FACTORIZATIONS(z)
+#undef TARNX_DECLARE_FACTORIZATIONS
 
 /* ---- eigen-decompositions: Schur, eigenvalues, generalized eigenvalues ------------- */
+/* Schur form A = Z T Z^H: T overwrites A; sortOrder (read as unsigned) 0 as
+ * computed, 1/2 real part ascending/descending, 3/4 modulus ascending/descending.
+ * Eigenvalues are complex of A's precision. realWork (float64) is read by the
+ * complex types only, intWork (int32) by the real types only. */
+#define TARNX_DECLARE_SCHUR(t)                                                                  \
+  TARNX_API int32_t t##SchurH(ZwArrayHandle A, int32_t computeVectors, int32_t sortOrder,       \
+                              ZwArrayHandle Z, ZwArrayHandle eigenvalues, ZwArrayHandle work,   \
+                              ZwArrayHandle realWork, ZwArrayHandle intWork);
+/* Eigenvalues (complex) and, with option 1, eigenvectors (complex columns) of a
+ * general matrix; realWork is read by the complex types only. */
+#define TARNX_DECLARE_EIGENV(t)                                                                 \
+  TARNX_API int32_t t##EigenVH(ZwArrayHandle A, int32_t option, ZwArrayHandle eigenvalues,      \
+                               ZwArrayHandle eigenvectors, ZwArrayHandle work,                  \
+                               ZwArrayHandle realWork);
+/* Generalized eigenvalues A x = lambda B x; realWork is read by the complex types only. */
+#define TARNX_DECLARE_GENEIGENV(t)                                                              \
+  TARNX_API int32_t t##GenEigenVH(ZwArrayHandle A, ZwArrayHandle B, int32_t option,             \
+                                  ZwArrayHandle eigenvalues, ZwArrayHandle eigenvectors,        \
+                                  ZwArrayHandle work, ZwArrayHandle realWork);
+#define TARNX_DECLARE_EIGEN(t) TARNX_DECLARE_SCHUR(t) TARNX_DECLARE_EIGENV(t) TARNX_DECLARE_GENEIGENV(t)
+TARNX_DECLARE_EIGEN(s)
+TARNX_DECLARE_EIGEN(d)
+TARNX_DECLARE_EIGEN(c)
+TARNX_DECLARE_EIGEN(z)
+#undef TARNX_DECLARE_EIGEN
+#undef TARNX_DECLARE_SCHUR
+#undef TARNX_DECLARE_EIGENV
+#undef TARNX_DECLARE_GENEIGENV
+/* Real symmetric / complex Hermitian eigenvalues, ascending; only the lower
+ * triangle of A is read. */
+TARNX_API int32_t sSymEigenVH(ZwArrayHandle A, int32_t option, ZwArrayHandle eigenvalues,
+                              ZwArrayHandle eigenvectors, ZwArrayHandle work, ZwArrayHandle intWork);
+TARNX_API int32_t dSymEigenVH(ZwArrayHandle A, int32_t option, ZwArrayHandle eigenvalues,
+                              ZwArrayHandle eigenvectors, ZwArrayHandle work, ZwArrayHandle intWork);
+TARNX_API int32_t cHermEigenVH(ZwArrayHandle A, int32_t option, ZwArrayHandle eigenvalues,
+                               ZwArrayHandle eigenvectors, ZwArrayHandle work,
+                               ZwArrayHandle realWork, ZwArrayHandle intWork);
+TARNX_API int32_t zHermEigenVH(ZwArrayHandle A, int32_t option, ZwArrayHandle eigenvalues,
+                               ZwArrayHandle eigenvectors, ZwArrayHandle work,
+                               ZwArrayHandle realWork, ZwArrayHandle intWork);
 
 /* ---- determinant, inverse, linear systems ------------------------------------------ */
+/* matrixType: 0 general, 1 positive definite (its lower triangle is
+ * read), 2 lower triangular, 3 upper triangular. work, workspace and pivots
+ * are scratch handles (pivots of int32) that come back empty. */
+#define TARNX_DECLARE_SOLVE(t, T)                                                            \
+  TARNX_API int32_t t##DeterminantH(ZwArrayHandle A, int32_t matrixType, T *determinant,    \
+                                    ZwArrayHandle work, ZwArrayHandle pivots);              \
+  TARNX_API int32_t t##InvMtrxH(ZwArrayHandle A, int32_t matrixType, ZwArrayHandle work,    \
+                                ZwArrayHandle pivots);                                      \
+  TARNX_API int32_t t##LinEqH(ZwArrayHandle A, ZwArrayHandle B, int32_t matrixType,         \
+                              ZwArrayHandle X, ZwArrayHandle workspace, ZwArrayHandle pivots); \
+  TARNX_API int32_t t##LinEqSetH(ZwArrayHandle A, ZwArrayHandle B, int32_t matrixType,      \
+                                 ZwArrayHandle X, ZwArrayHandle workspace,                  \
+                                 ZwArrayHandle pivots);
+TARNX_DECLARE_SOLVE(s, float)
+TARNX_DECLARE_SOLVE(d, double)
+TARNX_DECLARE_SOLVE(c, ZwComplex64)
+TARNX_DECLARE_SOLVE(z, ZwComplex128)
+#undef TARNX_DECLARE_SOLVE
 
 /* ---- condition number, rank, pseudo-inverse, least squares ------------------------- */
 
 /* ---- matrix functions ------------------------------------------------------------- */
 
 /* ---- linear fit ------------------------------------------------------------------- */
+/* Fits y = slope*x + intercept by method 0 (least squares), 1 (least absolute
+ * residual) or 2 (bisquare); Y is overwritten with the fitted values. weights
+ * may be empty; iterations brings in the limit and returns the count. */
+#define TARNX_DECLARE_LINEAR_FIT(t)                                                          \
+  TARNX_API int32_t t##LinearFitH(ZwArrayHandle Y, ZwArrayHandle X, ZwArrayHandle weights,   \
+                                  double *slope, double *intercept, double *residue,         \
+                                  int32_t method, double tolerance, double residueFloor,     \
+                                  int32_t *iterations, ZwArrayHandle work);
+TARNX_DECLARE_LINEAR_FIT(s)
+TARNX_DECLARE_LINEAR_FIT(d)
+#undef TARNX_DECLARE_LINEAR_FIT
 
 /* ---- QZ decomposition and matrix logarithm ---------------------------------------- */
 

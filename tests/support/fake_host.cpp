@@ -1,13 +1,14 @@
 // Another host runtime, for telling which one the library used: plain
 // malloc blocks with the host's layout, and a count of the resizes it served.
 // Built as fakehost.so and zwffrt.so, and into the probe programs.
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
 namespace {
-long resizes = 0;
+std::atomic<long> resizes{0};
 
 std::size_t offset_for(int32_t code, int32_t dims) {
   const std::size_t sizes = 4 * static_cast<std::size_t>(dims);
@@ -46,5 +47,5 @@ __attribute__((visibility("default"))) void QSort(void* base, int32_t n, int32_t
   std::qsort(base, static_cast<std::size_t>(n), static_cast<std::size_t>(size), cmp);
 }
 
-__attribute__((visibility("default"))) long FakeHostResizeCount() { return resizes; }
+__attribute__((visibility("default"))) long FakeHostResizeCount() { return resizes.load(); }
 }

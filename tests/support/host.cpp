@@ -2,12 +2,14 @@
 
 namespace test {
 
-Host::Host() : handles_before_(ZwrtLiveHandles()) {}
+Host::Host(bool check_leaks) : handles_before_(ZwrtLiveHandles()), check_leaks_(check_leaks) {}
 
 Host::~Host() {
   for (ZwArrayHandle h : owned_) AZDisposeHandle(reinterpret_cast<void**>(h));
   // The library resizes the handles it is given and never makes its own.
-  EXPECT_EQ(ZwrtLiveHandles(), handles_before_);
+  if (check_leaks_) {
+    EXPECT_EQ(ZwrtLiveHandles(), handles_before_);
+  }
 }
 
 ZwArrayHandle Host::empty() { return raw(8); }

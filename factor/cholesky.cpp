@@ -1,0 +1,47 @@
+// Cholesky factorization in place: A = L L^H or A = U^H U.
+#include <algorithm>
+
+#include "frame/export.hpp"
+
+namespace tarnx {
+namespace {
+
+constexpr int32_t kLowerFactor = 0;
+constexpr int32_t kUpperFactor = 1;
+
+// Factors the n x n row-major block in place. The core sees the block as its
+// transpose, so asking it for the upper triangle reads and writes our lower
+// one (and the reverse). For Hermitian A the transpose is the conjugate, and
+// the conjugate of the core's factor read transposed is our factor: no copy
+// and no conjugation is needed. Only the factor's triangle is read.
+template <class T> int32_t CholeskyWorker(T* a, int32_t n, int32_t factor_kind) {
+  if (factor_kind != kLowerFactor && factor_kind != kUpperFactor) return SelectorOutOfRange;
+  const char* uplo = factor_kind == kLowerFactor ? "U" : "L";
+  int order = n, info = 0;
+  Core<T>::potrf(uplo, &order, a, &order, &info);
+  if (info > 0) return NotPositiveDefinite;
+  if (info < 0) return InternalError;
+
+  // The other triangle still holds the caller's values: clear it.
+  for (int32_t i = 0; i < n; ++i) {
+    T* row = a + static_cast<std::size_t>(i) * n;
+    if (factor_kind == kLowerFactor) std::fill(row + i + 1, row + n, T(0));
+    else std::fill(row, row + i, T(0));
+  }
+  return Ok;
+}
+
+// On any failure the export empties the matrix: a half-overwritten input is
+// never handed back.
+template <class T> int32_t Cholesky(Handle a, int32_t factor_kind) {
+  const int32_t n = rows(a);
+  if (cols(a) != n) return NotSquare;
+  if (n <= 0) return EmptyInput;
+  return CholeskyWorker<T>(matrix_data<T>(a), n, factor_kind);
+}
+
+}  // namespace
+
+#include "factor/cholesky.exports"
+
+}  // namespace tarnx

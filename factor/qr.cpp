@@ -1,0 +1,220 @@
+// QR factorization A = Q R, or A P = Q R with column pivoting, in three
+// output modes: full, economy, or R only.
+//
+// Without pivoting A is never transposed: the core reads the row-major block
+// as A^T and factors it as L Q_l (an LQ factorization), so A = Q_l^T L^T, and
+// the core's column-major results read row-major are Q and R directly. Column
+// pivoting has no LQ counterpart in the core, so that route copies A to
+// column-major and copies Q back.
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "factor/scratch_release.hpp"
+#include "frame/export.hpp"
+#include "frame/layout.hpp"
+
+namespace tarnx {
+namespace {
+
+constexpr int32_t kFull = 0;
+constexpr int32_t kEconomy = 1;
+constexpr int32_t kROnly = 2;
+
+// Output shapes of a mode: Q is m x q_cols, R is r_rows x n.
+struct QRShape {
+  int32_t q_cols, r_rows;
+};
+inline bool shape_of(int32_t mode, int32_t m, int32_t n, QRShape* shape) {
+  const int32_t k = std::min(m, n);
+  switch (mode) {
+    case kFull: *shape = {m, m}; return true;
+    case kEconomy: *shape = {k, k}; return true;
+    case kROnly: *shape = {0, k}; return true;
+    default: return false;
+  }
+}
+
+// Checks shared by both routes, in their order.
+template <class T> int32_t check_input(const T* a, int32_t m, int32_t n, int32_t mode, QRShape* shape) {
+  if (m < 1 || n < 1) return EmptyInput;
+  if (HasNonFinite(a, m * n)) return NotFinite;
+  if (!shape_of(mode, m, n, shape)) return SelectorOutOfRange;
+  return Ok;
+}
+
+// The work handle's size for `buffer` elements of the factor, k for tau and
+// the core's own workspace, or -1 when that does not fit a 32-bit count.
+inline int32_t work_count(int64_t buffer, int32_t k, int32_t lwork) {
+  const int64_t total = buffer + k + lwork;
+  return total > std::numeric_limits<int32_t>::max() ? -1 : static_cast<int32_t>(total);
+}
+
+template <class T>
+int32_t QRNoPivot(const T* a, int32_t m, int32_t n, T* q, T* r, int32_t mode, Handle work) {
+  const ScratchRelease<T> release_work(work);
+  QRShape shape{};
+  if (int32_t status = check_input(a, m, n, mode, &shape); status != Ok) return status;
+  const int32_t k = std::min(m, n);
+  const bool want_q = mode != kROnly;
+  // B = A^T, n x m column-major; in full mode the m x m Q_l overwrites it, so
+  // its columns get max(m, n) rows of room.
+  const int ld = mode == kFull ? std::max(m, n) : n;
+  int bm = n, bn = m, qk = k, qrows = shape.q_cols, info = 0, lwork = -1;
+
+  T query{};
+  Core<T>::gelqf(&bm, &bn, nullptr, &ld, nullptr, &query, &lwork, &info);
+  if (info != 0) return InternalError;
+  int32_t needed = std::max(1, workspace_size(query));
+  if (want_q) {
+    Core<T>::unglq(&qrows, &bn, &qk, nullptr, &ld, nullptr, &query, &lwork, &info);
+    if (info != 0) return InternalError;
+    needed = std::max(needed, workspace_size(query));
+  }
+  if (work == nullptr) return InternalError;
+  const int32_t count = work_count(int64_t{ld} * m, k, needed);
+  if (count < 0 || ResizeVector<T>(work, count) != Ok) return OutOfMemory;
+  T* const b = vector_data<T>(work);
+  T* const tau = b + static_cast<std::size_t>(ld) * m;
+  T* const core_work = tau + k;
+  lwork = needed;
+
+  // Row i of A is column i of B: the block is copied as it stands.
+  for (int32_t i = 0; i < m; ++i)
+    std::memcpy(static_cast<void*>(b + static_cast<std::size_t>(i) * ld), a + static_cast<std::size_t>(i) * n,
+                sizeof(T) * n);
+  Core<T>::gelqf(&bm, &bn, b, &ld, tau, core_work, &lwork, &info);
+  if (info != 0) return InternalError;
+
+  // R = L^T: row i of R is column i of L, from the diagonal down.
+  for (int32_t i = 0; i < shape.r_rows; ++i) {
+    T* r_row = r + static_cast<std::size_t>(i) * n;
+    if (i < k) {
+      std::fill(r_row, r_row + i, T(0));
+      std::memcpy(static_cast<void*>(r_row + i), b + static_cast<std::size_t>(i) * ld + i, sizeof(T) * (n - i));
+    } else {
+      std::fill(r_row, r_row + n, T(0));
+    }
+  }
+  if (!want_q) return Ok;
+
+  // Q = Q_l^T: row i of Q is the head of column i of the generated Q_l. No
+  // conjugation: Q_l has orthonormal rows, so its plain transpose has
+  // orthonormal columns.
+  Core<T>::unglq(&qrows, &bn, &qk, b, &ld, tau, core_work, &lwork, &info);
+  if (info != 0) return InternalError;
+  for (int32_t i = 0; i < m; ++i)
+    std::memcpy(static_cast<void*>(q + static_cast<std::size_t>(i) * qrows), b + static_cast<std::size_t>(i) * ld,
+                sizeof(T) * qrows);
+  return Ok;
+}
+
+// R from the column-major factor (leading dimension m), and P from the
+// core's one-based pivot list, which is made zero-based on the way.
+template <class T>
+void QRUnpackPivot(const T* factor, int32_t m, int32_t n, T* r, int32_t r_rows, int32_t* pivots,
+                   int32_t* p) {
+  const int32_t k = std::min(m, n);
+  for (int32_t i = 0; i < r_rows; ++i) {
+    T* r_row = r + static_cast<std::size_t>(i) * n;
+    if (i >= k) {
+      std::fill(r_row, r_row + n, T(0));
+      continue;
+    }
+    std::fill(r_row, r_row + i, T(0));
+    for (int32_t j = i; j < n; ++j) r_row[j] = factor[static_cast<std::size_t>(j) * m + i];
+  }
+  std::fill(p, p + static_cast<std::size_t>(n) * n, 0);
+  for (int32_t j = 0; j < n; ++j) {
+    pivots[j] -= 1;
+    p[static_cast<std::size_t>(pivots[j]) * n + j] = 1;
+  }
+}
+
+template <class T>
+int32_t QRPivot(const T* a, int32_t m, int32_t n, T* q, T* r, int32_t* p, int32_t* pivots,
+                int32_t mode, Handle work, Handle real_work) {
+  const ScratchRelease<T> release_work(work);
+  const ScratchRelease<double> release_real_work(is_complex_v<T> ? real_work : nullptr);
+  QRShape shape{};
+  if (int32_t status = check_input(a, m, n, mode, &shape); status != Ok) return status;
+  const int32_t k = std::min(m, n);
+  const bool want_q = mode != kROnly;
+  // Column-major copy with leading dimension m and room for the m x m Q of
+  // full mode.
+  const int32_t room = mode == kFull ? std::max(m, n) : n;
+  int rm = m, rn = n, qk = k, qcols = shape.q_cols, info = 0, lwork = -1;
+
+  T query{};
+  if constexpr (is_complex_v<T>)
+    Core<T>::geqp3(&rm, &rn, nullptr, &rm, nullptr, nullptr, &query, &lwork, nullptr, &info);
+  else
+    Core<T>::geqp3(&rm, &rn, nullptr, &rm, nullptr, nullptr, &query, &lwork, &info);
+  if (info != 0) return InternalError;
+  int32_t needed = std::max(1, workspace_size(query));
+  if (want_q) {
+    Core<T>::ungqr(&rm, &qcols, &qk, nullptr, &rm, nullptr, &query, &lwork, &info);
+    if (info != 0) return InternalError;
+    needed = std::max(needed, workspace_size(query));
+  }
+  if (work == nullptr) return InternalError;
+  const int32_t count = work_count(int64_t{room} * m, k, needed);
+  if (count < 0 || ResizeVector<T>(work, count) != Ok) return OutOfMemory;
+  if constexpr (is_complex_v<T>) {
+    if (real_work == nullptr) return InternalError;
+    if (ResizeVector<double>(real_work, 2 * n) != Ok) return OutOfMemory;
+  }
+  // Every resize is done: the blocks stay where they are from here on.
+  T* const buffer = vector_data<T>(work);
+  T* const tau = buffer + static_cast<std::size_t>(room) * m;
+  T* const core_work = tau + k;
+  lwork = needed;
+
+  ToColumnMajor(a, m, n, buffer);
+  // Zero marks every column as free to move.
+  std::fill(pivots, pivots + n, 0);
+  if constexpr (is_complex_v<T>) {
+    auto* rwork = reinterpret_cast<RealOf<T>*>(vector_data<double>(real_work));
+    Core<T>::geqp3(&rm, &rn, buffer, &rm, pivots, tau, core_work, &lwork, rwork, &info);
+  } else {
+    Core<T>::geqp3(&rm, &rn, buffer, &rm, pivots, tau, core_work, &lwork, &info);
+  }
+  if (info != 0) return InternalError;
+  QRUnpackPivot(buffer, m, n, r, shape.r_rows, pivots, p);
+  if (!want_q) return Ok;
+
+  Core<T>::ungqr(&rm, &qcols, &qk, buffer, &rm, tau, core_work, &lwork, &info);
+  if (info != 0) return InternalError;
+  // The column-major m x q result is the row-major layout of Q^T.
+  ToColumnMajor(buffer, qcols, m, q);
+  return Ok;
+}
+
+template <class T>
+int32_t QRWorker(Handle a, Handle q, Handle r, Handle p, Handle pivots, int32_t pivoting,
+                 int32_t mode, Handle work, Handle real_work) {
+  const int32_t m = rows(a), n = cols(a);
+  if (m < 1 || n < 1) return EmptyInput;
+  QRShape shape{};
+  if (!shape_of(mode, m, n, &shape)) return SelectorOutOfRange;
+  // R only: Q is 0 x 0, not m x 0.
+  if (int32_t status = ResizeMatrix<T>(q, shape.q_cols == 0 ? 0 : m, shape.q_cols); status != Ok) return status;
+  if (int32_t status = ResizeMatrix<T>(r, shape.r_rows, n); status != Ok) return status;
+
+  if (pivoting == 0) {
+    if (rows(p) != 0 || cols(p) != 0) EmptyMatrix<int32_t>(p);
+    if (length(pivots) != 0) EmptyVector<int32_t>(pivots);
+    return QRNoPivot<T>(matrix_data<T>(a), m, n, matrix_data<T>(q), matrix_data<T>(r), mode, work);
+  }
+  if (int32_t status = ResizeMatrix<int32_t>(p, n, n); status != Ok) return status;
+  if (int32_t status = ResizeVector<int32_t>(pivots, n); status != Ok) return status;
+  // Read after every resize: the blocks may have moved.
+  return QRPivot<T>(matrix_data<T>(a), m, n, matrix_data<T>(q), matrix_data<T>(r),
+                    matrix_data<int32_t>(p), vector_data<int32_t>(pivots), mode, work, real_work);
+}
+
+}  // namespace
+
+#include "factor/qr.exports"
+
+}  // namespace tarnx

@@ -1,0 +1,51 @@
+#pragma once
+// The solve kernels that other operations call directly, below the exports:
+// the matrix exponential solves its Padé system with solveGeneral, and the
+// condition number inverts its copy with invertGeneral. Both hand their
+// scratch handles back empty themselves, since no export boundary stands
+// between them and their caller.
+#include <cstdint>
+
+#include "frame/handle.hpp"
+
+namespace tarnx {
+
+// The caller's matrix-type selector. Lower and upper are meant in the
+// caller's row-major view.
+namespace matrix_type {
+enum : int32_t { General = 0, PositiveDefinite = 1, Lower = 2, Upper = 3 };
+}
+
+// Empties the scratch handles a kernel was given on every way out, the work
+// handle first, then the pivots. Null handles are skipped.
+template <class T> class ScratchRelease {
+ public:
+  explicit ScratchRelease(Handle work, Handle pivots = nullptr) : work_(work), pivots_(pivots) {}
+  ~ScratchRelease() {
+    release_scratch<T>(work_);
+    release_scratch<int32_t>(pivots_);
+  }
+  ScratchRelease(const ScratchRelease&) = delete;
+  ScratchRelease& operator=(const ScratchRelease&) = delete;
+
+ private:
+  Handle work_;
+  Handle pivots_;
+};
+
+// Solves A X = B by LU with partial pivoting. `a` is n x n and `b` n x k,
+// both row-major and only read; the row-major n x k solution goes to `x`,
+// which may be the same memory as `a` or `b` (both are copied into the
+// workspace before anything is written). Rejected values in A or B give
+// NotFinite before any workspace is looked at; a zero pivot gives Singular.
+template <class T>
+int32_t solveGeneral(const T* a, int32_t n, const T* b, int32_t k, T* x, Handle workspace,
+                     Handle pivots);
+
+// Inverts the row-major n x n matrix `a` in place by LU. The core sees the
+// transpose, whose inverse is the transpose of the inverse, so no layout
+// conversion is needed. A zero pivot gives Singular; `a` is then partly
+// overwritten.
+template <class T> int32_t invertGeneral(T* a, int32_t n, Handle work, Handle pivots);
+
+}  // namespace tarnx

@@ -1,0 +1,475 @@
+// Cholesky, LU, QR and SVD through the exports. Results are judged by
+// residuals and orthogonality computed here in complex float64 with plain
+// loops, by closed forms, and by the contract around them: shapes, statuses,
+// the order of checks, emptied outputs and scratch handles.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "support/host.hpp"
+
+namespace {
+
+using namespace test;
+using Z = std::complex<double>;
+using H = ZwArrayHandle;
+
+template <class T> struct Factor;
+#define TARNX_TEST_FACTOR(t, T)                                                                          \
+  template <> struct Factor<T> {                                                                         \
+    static int32_t chol(H a, int32_t kind) { return t##CholeskyH(a, kind); }                             \
+    static int32_t lu(H a, H l, H u, H p, H piv, H w, H perm) { return t##LUH(a, l, u, p, piv, w, perm); } \
+    static int32_t qr(H a, H q, H r, H p, H piv, int32_t pivoting, int32_t mode, H w, H rw) {            \
+      return t##QRH(a, q, r, p, piv, pivoting, mode, w, rw);                                             \
+    }                                                                                                    \
+    static int32_t svd(H a, int32_t values_only, int32_t mode, H u, H s, H v, H w, H rw, H iw) {         \
+      return t##SVDH(a, values_only, mode, u, s, v, w, rw, iw);                                          \
+    }                                                                                                    \
+  };
+TARNX_TEST_FACTOR(s, float)
+TARNX_TEST_FACTOR(d, double)
+TARNX_TEST_FACTOR(c, cfloat)
+TARNX_TEST_FACTOR(z, cdouble)
+#undef TARNX_TEST_FACTOR
+
+// A row-major matrix in complex float64, the reference arithmetic.
+struct Dense {
+  int r, c;
+  std::vector<Z> a;
+  Dense(int rows, int cols) : r(rows), c(cols), a(static_cast<std::size_t>(rows) * cols) {}
+  Z& operator()(int i, int j) { return a[static_cast<std::size_t>(i) * c + j]; }
+  Z operator()(int i, int j) const { return a[static_cast<std::size_t>(i) * c + j]; }
+};
+template <class T> Dense dense(int r, int c, const std::vector<T>& v) {
+  Dense d(r, c);
+  std::transform(v.begin(), v.end(), d.a.begin(), [](T x) { return Z(x); });
+  return d;
+}
+template <class T> Dense dense(H h) { return dense(rows(h), cols(h), matrix_values<T>(h)); }
+Dense operator*(const Dense& x, const Dense& y) {
+  Dense out(x.r, y.c);
+  for (int i = 0; i < x.r; ++i)
+    for (int l = 0; l < x.c; ++l)
+      if (const Z xil = x(i, l); xil != 0.0)  // triangles and permutations are mostly zero
+        for (int j = 0; j < y.c; ++j) out(i, j) += xil * y(l, j);
+  return out;
+}
+Dense adjoint(const Dense& x) {
+  Dense out(x.c, x.r);
+  for (int i = 0; i < x.r; ++i)
+    for (int j = 0; j < x.c; ++j) out(j, i) = std::conj(x(i, j));
+  return out;
+}
+double norm(const Dense& x) {
+  double sum = 0;
+  for (Z v : x.a) sum += std::norm(v);
+  return std::sqrt(sum);
+}
+double distance(const Dense& x, Dense y) {
+  if (x.r != y.r || x.c != y.c) return INFINITY;
+  for (std::size_t i = 0; i < y.a.size(); ++i) y.a[i] -= x.a[i];
+  return norm(y);
+}
+// ||Q^H Q - I||: zero for orthonormal columns.
+double orthogonality_error(const Dense& q) {
+  Dense g = adjoint(q) * q;
+  for (int i = 0; i < q.c; ++i) g(i, i) -= 1.0;
+  return norm(g);
+}
+
+template <class T> class FactorizationsTest : public ::testing::Test {
+ protected:
+  using R = RealOf<T>;
+  Host host;
+  H e() { return host.empty(); }
+  H random(int m, int n, unsigned seed) {
+    return host.template matrix<T>(m, n, random_values<T>(static_cast<std::size_t>(m) * n, seed));
+  }
+  // A small multiple of n epsilon: what a backward-stable factorization of an
+  // order-n problem may leave behind.
+  static double tol(int n) { return 10.0 * std::max(n, 1) * epsilon<T>(); }
+  static void expect_shape(H h, int r, int c) {
+    EXPECT_EQ(rows(h), r);
+    EXPECT_EQ(cols(h), c);
+  }
+  static void expect_emptied(std::initializer_list<H> matrices, std::initializer_list<H> vectors) {
+    for (H h : matrices) expect_shape(h, 0, 0);
+    for (H h : vectors) EXPECT_EQ(length(h), 0);
+  }
+  // Refused by the screen, bit-exact at its bounds; and the nearest values
+  // that pass.
+  static std::vector<R> refused() {
+    std::vector<R> v{NAN, INFINITY, -INFINITY, std::numeric_limits<R>::max(), -std::numeric_limits<R>::max()};
+    if constexpr (std::is_same_v<R, double>) v.push_back(std::bit_cast<double>(0xFFEFFFFFFFFFFFB0ull));
+    return v;
+  }
+  static std::vector<R> accepted() {
+    if constexpr (std::is_same_v<R, double>) return {-1.7976931348622e+308, std::bit_cast<double>(0x7FEFFFFFFFFFFFFEull)};
+    else return {std::bit_cast<float>(0x7F7FFFFEu), std::bit_cast<float>(0xFF7FFFFEu)};
+  }
+  // A 2 x 2 matrix holding `x`; for complex types in an imaginary part.
+  H holding(R x) {
+    std::vector<T> v{T(1), T(2), T(3), T(4)};
+    if constexpr (is_complex<T>) v[2] = T(3, x);
+    else v[2] = x;
+    return host.template matrix<T>(2, 2, v);
+  }
+  // Runs `call` on fresh handles with the first, second, ... resize failing
+  // until it succeeds: each failure must be -20001 with every handle empty.
+  template <class Call> void each_failed_resize(int nm, int nv, Call call) {
+    for (int nth = 1; nth < 100; ++nth) {
+      std::vector<H> m(nm), v(nv);
+      for (H& h : m) h = e();
+      for (H& h : v) h = e();
+      int32_t status;
+      {
+        FailNthResize fail(nth);
+        status = call(m, v);
+      }
+      if (status >= 0) return;
+      EXPECT_EQ(status, -20001) << "resize " << nth;
+      for (H h : m) expect_shape(h, 0, 0);
+      for (H h : v) EXPECT_EQ(length(h), 0);
+    }
+    ADD_FAILURE() << "never succeeded";
+  }
+  template <class Call> static int64_t resizes(Call call) {
+    const int64_t before = ZwrtResizeCount();
+    call();
+    return ZwrtResizeCount() - before;
+  }
+};
+TYPED_TEST_SUITE(FactorizationsTest, ElementTypes);
+
+struct Shape {
+  int m, n;
+};
+constexpr Shape kShapes[] = {{1, 1}, {1, 5}, {5, 1}, {6, 6}, {9, 4}, {4, 9}, {60, 45}, {45, 60}, {200, 200}};
+
+// ---- SVD -----------------------------------------------------------------------------------
+
+TYPED_TEST(FactorizationsTest, SvdResidualsAndOrthogonality) {
+  using T = TypeParam;
+  using R = RealOf<T>;
+  unsigned seed = 10;
+  for (auto [m, n] : kShapes) {
+    const int k = std::min(m, n);
+    H a = this->random(m, n, ++seed);
+    const auto a_before = matrix_values<T>(a);
+    const Dense A = dense(m, n, a_before);
+    for (int mode : {0, 1}) {
+      SCOPED_TRACE(::testing::Message() << m << " x " << n << " mode " << mode);
+      H u = this->e(), s = this->e(), v = this->e(), w = this->e(), rw = this->e(), iw = this->e();
+      ASSERT_EQ(Factor<T>::svd(a, 0, mode, u, s, v, w, rw, iw), 0);
+      const int pu = mode == 1 ? m : k, pv = mode == 1 ? n : k;
+      this->expect_shape(u, m, pu);
+      this->expect_shape(v, n, pv);
+      ASSERT_EQ(length(s), k);
+      const auto sv = vector_values<R>(s);
+      EXPECT_TRUE(std::is_sorted(sv.rbegin(), sv.rend()) && sv.back() >= 0) << "non-negative, non-increasing";
+      Dense sigma(pu, pv);
+      for (int i = 0; i < k; ++i) sigma(i, i) = sv[i];
+      const Dense U = dense<T>(u), V = dense<T>(v);
+      EXPECT_LE(distance(U * sigma * adjoint(V), A) / norm(A), this->tol(std::max(m, n)));
+      EXPECT_LE(orthogonality_error(U), this->tol(m));
+      EXPECT_LE(orthogonality_error(V), this->tol(n));
+      this->expect_emptied({}, {w, rw, iw});
+
+      // Values only: the same spectrum, its squares summing to ||A||^2.
+      ASSERT_EQ(Factor<T>::svd(a, 1, mode, u, s, v, w, rw, iw), 0);
+      this->expect_emptied({u, v}, {w, rw, iw});
+      ASSERT_EQ(length(s), k);
+      double squares = 0;
+      for (int i = 0; i < k; ++i) {
+        const double x = vector_data<R>(s)[i];
+        squares += x * x;
+        EXPECT_NEAR(x, sv[i], this->tol(std::max(m, n)) * sv[0]);
+      }
+      EXPECT_NEAR(std::sqrt(squares), norm(A), this->tol(std::max(m, n)) * norm(A));
+    }
+    EXPECT_EQ(matrix_values<T>(a), a_before) << "A is only read";
+  }
+}
+
+TYPED_TEST(FactorizationsTest, SvdClosedFormsAndContract) {
+  using T = TypeParam;
+  using R = RealOf<T>;
+  H u = this->e(), s = this->e(), v = this->e(), w = this->e(), rw = this->e(), iw = this->e();
+  auto svd = [&](H a, int values_only, int mode) { return Factor<T>::svd(a, values_only, mode, u, s, v, w, rw, iw); };
+  // [3 0 4]: one value, 5; full mode squares V up.
+  H row = this->host.template matrix<T>(1, 3, {T(3), T(0), T(4)});
+  ASSERT_EQ(svd(row, 0, 0), 0);
+  EXPECT_NEAR(vector_values<R>(s).at(0), 5, this->tol(3) * 5);
+  this->expect_shape(u, 1, 1);
+  this->expect_shape(v, 3, 1);
+  ASSERT_EQ(svd(row, 0, 1), 0);
+  this->expect_shape(v, 3, 3);
+  // V is a conjugating copy: a zero imaginary part comes back as -0.
+  if constexpr (is_complex<T>) {
+    ASSERT_EQ(svd(this->host.template matrix<T>(1, 1, {T(2)}), 0, 0), 0);
+    EXPECT_TRUE(same_bits(matrix_values<T>(v)[0], T(1, -R(0))));
+  }
+
+  // Checks in order: emptiness, mode (even for values only), then the screen.
+  H a = this->random(3, 2, 1);
+  auto expect_failure = [&](int32_t status, int32_t want) {
+    EXPECT_EQ(status, want);
+    this->expect_emptied({u, v}, {s, w, rw, iw});
+    ASSERT_EQ(svd(a, 0, 1), 0);  // fill the outputs again
+  };
+  ASSERT_EQ(svd(a, 0, 1), 0);
+  expect_failure(svd(this->host.template matrix<T>(0, 5, {}), 0, 7), -20003);
+  expect_failure(svd(a, 1, 2), -20061);
+  expect_failure(svd(this->holding(NAN), 0, -1), -20061);
+  for (R bad : this->refused()) {
+    expect_failure(svd(this->holding(bad), 0, 0), -20068);
+    expect_failure(svd(this->holding(bad), 1, 0), -20068);
+  }
+  for (R fine : this->accepted()) EXPECT_EQ(svd(this->holding(fine), 1, 0), 0) << fine;
+  // Null scratch: the real workspace matters only to complex types.
+  expect_failure(Factor<T>::svd(a, 0, 0, u, s, v, nullptr, rw, iw), -20999);
+  expect_failure(Factor<T>::svd(a, 1, 0, u, s, v, w, rw, nullptr), -20999);
+  if constexpr (is_complex<T>) expect_failure(Factor<T>::svd(a, 0, 0, u, s, v, w, nullptr, iw), -20999);
+  else EXPECT_EQ(Factor<T>::svd(a, 0, 0, u, s, v, w, nullptr, iw), 0);
+
+  for (int values_only : {0, 1})
+    this->each_failed_resize(2, 4, [&](auto& m, auto& x) {
+      return Factor<T>::svd(a, values_only, 1, m[0], x[0], m[1], x[1], x[2], x[3]);
+    });
+  // U, S and V of the right shape are kept as they are.
+  ASSERT_EQ(svd(a, 0, 0), 0);
+  const int64_t fresh = this->resizes([&] { Factor<T>::svd(a, 0, 0, this->e(), this->e(), this->e(), w, rw, iw); });
+  EXPECT_EQ(fresh - this->resizes([&] { svd(a, 0, 0); }), 3);
+}
+
+// ---- Cholesky -------------------------------------------------------------------------------
+
+TYPED_TEST(FactorizationsTest, CholeskyRebuildsAFromOneTriangle) {
+  using T = TypeParam;
+  unsigned seed = 40;
+  for (int n : {1, 2, 5, 33, 150}) {
+    // B B^H + n I: Hermitian positive definite and well conditioned.
+    const Dense b = dense(n, n, random_values<T>(static_cast<std::size_t>(n) * n, ++seed));
+    const Dense bb = b * adjoint(b);
+    std::vector<T> av(bb.a.size());
+    for (int i = 0; i < n; ++i)
+      for (int j = 0; j < n; ++j) {
+        const Z x = bb(i, j) + (i == j ? double(n) : 0.0);
+        if constexpr (is_complex<T>) av[i * n + j] = T(x.real(), x.imag());
+        else av[i * n + j] = T(x.real());
+      }
+    const Dense A = dense(n, n, av);
+    for (int kind : {0, 1}) {
+      SCOPED_TRACE(::testing::Message() << "n " << n << " kind " << kind);
+      auto other_triangle = [&](int i, int j) { return kind == 0 ? j > i : j < i; };
+      H a = this->host.template matrix<T>(n, n, av);
+      ASSERT_EQ(Factor<T>::chol(a, kind), 0);
+      const auto f = matrix_values<T>(a);
+      for (int i = 0; i < n; ++i) {
+        EXPECT_TRUE(std::real(f[i * n + i]) > 0 && std::imag(f[i * n + i]) == 0);
+        for (int j = 0; j < n; ++j) {
+          if (other_triangle(i, j)) {
+            ASSERT_TRUE(same_bits(f[i * n + j], T(0))) << i << "," << j;
+          }
+        }
+      }
+      const Dense F = dense(n, n, f);
+      EXPECT_LE(distance(kind == 0 ? F * adjoint(F) : adjoint(F) * F, A) / norm(A), this->tol(n));
+      // Only the factor's triangle is read: NaN in the other changes nothing.
+      auto dirty = av;
+      for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j)
+          if (other_triangle(i, j)) dirty[i * n + j] = T(NAN);
+      H d = this->host.template matrix<T>(n, n, dirty);
+      ASSERT_EQ(Factor<T>::chol(d, kind), 0);
+      EXPECT_EQ(std::memcmp(matrix_data<T>(d), f.data(), sizeof(T) * f.size()), 0);
+    }
+  }
+
+  // Every failure loses the input; shape is checked before emptiness, and
+  // both before the kind.
+  auto chol = [&](int r, int c, std::vector<T> v, int kind) {
+    H a = this->host.template matrix<T>(r, c, v);
+    const int32_t status = Factor<T>::chol(a, kind);
+    this->expect_shape(a, 0, 0);
+    return status;
+  };
+  EXPECT_EQ(chol(2, 3, std::vector<T>(6, T(1)), 9), -20040);
+  EXPECT_EQ(chol(0, 2, {}, 9), -20040);
+  EXPECT_EQ(chol(0, 0, {}, 9), -20003);
+  EXPECT_EQ(chol(2, 2, {T(2), T(1), T(1), T(2)}, 2), -20061);
+  for (int kind : {0, 1}) EXPECT_EQ(chol(2, 2, {T(1), T(2), T(2), T(1)}, kind), -20071);
+}
+
+// ---- LU -------------------------------------------------------------------------------------
+
+TYPED_TEST(FactorizationsTest, LuFactorsTheRowPermutedMatrix) {
+  using T = TypeParam;
+  unsigned seed = 60;
+  for (auto [m, n] : kShapes) {
+    SCOPED_TRACE(::testing::Message() << m << " x " << n);
+    const int k = std::min(m, n);
+    H a = this->random(m, n, ++seed);
+    const auto a_before = matrix_values<T>(a);
+    H l = this->e(), u = this->e(), p = this->e(), piv = this->e(), w = this->e(), perm = this->e();
+    ASSERT_EQ(Factor<T>::lu(a, l, u, p, piv, w, perm), 0);
+    this->expect_shape(l, m, k);
+    this->expect_shape(u, k, n);
+    this->expect_shape(p, m, m);
+    ASSERT_EQ(length(piv), m);
+    this->expect_emptied({}, {w, perm});
+    EXPECT_EQ(matrix_values<T>(a), a_before);
+
+    // The interchanges, replayed here, give the row order of P A.
+    const auto pivots = vector_values<int32_t>(piv);
+    std::vector<int> order(m);
+    for (int i = 0; i < m; ++i) order[i] = i;
+    for (int i = 0; i < m; ++i) {
+      ASSERT_TRUE(i < k ? pivots[i] >= i && pivots[i] < m : pivots[i] == i) << i;
+      if (i < k) std::swap(order[i], order[pivots[i]]);
+    }
+    const auto pv = matrix_values<int32_t>(p);
+    for (int i = 0; i < m; ++i)
+      for (int j = 0; j < m; ++j) ASSERT_EQ(pv[i * m + j], j == order[i] ? 1 : 0);
+
+    // Unit lower L with multipliers bounded by pivoting (complex pivots are
+    // chosen by |re| + |im|, which allows up to sqrt 2); U upper.
+    const auto lv = matrix_values<T>(l), uv = matrix_values<T>(u);
+    for (int i = 0; i < m; ++i)
+      for (int j = 0; j < k; ++j) {
+        const T x = lv[i * k + j];
+        if (j >= i) ASSERT_TRUE(same_bits(x, T(j == i ? 1 : 0)));
+        else ASSERT_LE(std::abs(x), (is_complex<T> ? std::sqrt(2.0) : 1.0) + 1e-6);
+      }
+    for (int i = 0; i < k; ++i)
+      for (int j = 0; j < i; ++j) ASSERT_TRUE(same_bits(uv[i * n + j], T(0)));
+    const Dense A = dense(m, n, a_before);
+    EXPECT_LE(distance(dense(m, m, pv) * A, dense(m, k, lv) * dense(k, n, uv)) / norm(A), this->tol(std::max(m, n)));
+  }
+}
+
+TYPED_TEST(FactorizationsTest, LuClosedFormsWarningAndContract) {
+  using T = TypeParam;
+  H l = this->e(), u = this->e(), p = this->e(), piv = this->e(), w = this->e(), perm = this->e();
+  auto lu = [&](int m, int n, std::vector<T> v) { return Factor<T>::lu(this->host.template matrix<T>(m, n, v), l, u, p, piv, w, perm); };
+  auto expect_lu = [&](std::vector<T> lw, std::vector<T> uw, std::vector<int32_t> pw, std::vector<int32_t> pivw) {
+    EXPECT_EQ(matrix_values<T>(l), lw);
+    EXPECT_EQ(matrix_values<T>(u), uw);
+    EXPECT_EQ(matrix_values<int32_t>(p), pw);
+    EXPECT_EQ(vector_values<int32_t>(piv), pivw);
+    this->expect_emptied({}, {w, perm});
+  };
+  ASSERT_EQ(lu(2, 2, {T(0), T(1), T(1), T(0)}), 0);
+  expect_lu({T(1), T(0), T(0), T(1)}, {T(1), T(0), T(0), T(1)}, {0, 1, 1, 0}, {1, 1});
+  // An exactly zero pivot: a warning, with every output kept.
+  ASSERT_EQ(lu(2, 2, std::vector<T>(4)), 20003);
+  expect_lu({T(1), T(0), T(0), T(1)}, std::vector<T>(4), {1, 0, 0, 1}, {0, 1});
+  const std::vector<T> rank2{T(1), T(2), T(3), T(2), T(4), T(6), T(1), T(0), T(1)};
+  ASSERT_EQ(lu(3, 3, rank2), 20003);
+  EXPECT_LE(distance(dense(3, 3, matrix_values<int32_t>(p)) * dense(3, 3, rank2), dense<T>(l) * dense<T>(u)), this->tol(3) * 10);
+
+  H a = this->random(4, 3, 7);
+  auto expect_failure = [&](int32_t status, int32_t want) {
+    EXPECT_EQ(status, want);
+    this->expect_emptied({l, u, p}, {piv, w, perm});
+    ASSERT_EQ(Factor<T>::lu(a, l, u, p, piv, w, perm), 0);
+  };
+  ASSERT_EQ(Factor<T>::lu(a, l, u, p, piv, w, perm), 0);
+  expect_failure(lu(3, 0, {}), -20003);
+  expect_failure(Factor<T>::lu(a, l, u, p, piv, nullptr, perm), -20999);
+  expect_failure(Factor<T>::lu(a, l, u, p, piv, w, nullptr), -20999);
+  this->each_failed_resize(3, 3, [&](auto& m, auto& x) { return Factor<T>::lu(a, m[0], m[1], m[2], x[0], x[1], x[2]); });
+  const int64_t fresh = this->resizes([&] { Factor<T>::lu(a, this->e(), this->e(), this->e(), this->e(), w, perm); });
+  EXPECT_EQ(fresh - this->resizes([&] { Factor<T>::lu(a, l, u, p, piv, w, perm); }), 4) << "outputs of the right shape are kept";
+}
+
+// ---- QR -------------------------------------------------------------------------------------
+
+TYPED_TEST(FactorizationsTest, QrFactorsEveryShapeInEveryMode) {
+  using T = TypeParam;
+  unsigned seed = 80;
+  for (auto [m, n] : kShapes) {
+    const int k = std::min(m, n);
+    H a = this->random(m, n, ++seed);
+    const auto a_before = matrix_values<T>(a);
+    const Dense A = dense(m, n, a_before);
+    for (int pivoting : {0, 1})
+      for (int mode : {0, 1, 2}) {
+        SCOPED_TRACE(::testing::Message() << m << " x " << n << " pivoting " << pivoting << " mode " << mode);
+        H q = this->e(), r = this->e(), w = this->e(), rw = this->e();
+        H p = this->host.template matrix<int32_t>(1, 1, {7}), piv = this->host.template vector<int32_t>({7});
+        ASSERT_EQ(Factor<T>::qr(a, q, r, p, piv, pivoting, mode, w, rw), 0);
+        const int r_rows = mode == 0 ? m : k;
+        this->expect_shape(q, mode == 2 ? 0 : m, mode == 0 ? m : mode == 1 ? k : 0);
+        this->expect_shape(r, r_rows, n);
+        this->expect_emptied({}, {w, rw});
+        EXPECT_EQ(matrix_values<T>(a), a_before);
+        const auto rv = matrix_values<T>(r);
+        for (int i = 0; i < r_rows; ++i)
+          for (int j = 0; j < std::min(i, n); ++j) ASSERT_TRUE(same_bits(rv[i * n + j], T(0)));
+
+        Dense AP = A;  // A P, with P checked against the pivot list
+        if (pivoting == 0) {
+          this->expect_emptied({p}, {piv});
+        } else {
+          this->expect_shape(p, n, n);
+          ASSERT_EQ(length(piv), n);
+          const auto pivots = vector_values<int32_t>(piv);
+          const auto pv = matrix_values<int32_t>(p);
+          std::vector<int> seen(n);
+          for (int j = 0; j < n; ++j) {
+            ASSERT_TRUE(pivots[j] >= 0 && pivots[j] < n && seen[pivots[j]]++ == 0) << "a permutation";
+            for (int i = 0; i < n; ++i) ASSERT_EQ(pv[i * n + j], i == pivots[j] ? 1 : 0);
+          }
+          AP = A * dense(n, n, pv);
+          for (int i = 1; i < k; ++i) EXPECT_LE(std::abs(rv[i * n + i]), std::abs(rv[(i - 1) * n + i - 1]) * (1 + 1e-5));
+        }
+        const Dense R = dense(r_rows, n, rv);
+        if (mode == 2) {  // R alone: R^H R = (A P)^H (A P), whatever Q was
+          EXPECT_LE(distance(adjoint(R) * R, adjoint(AP) * AP) / (norm(A) * norm(A)), this->tol(std::max(m, n)));
+        } else {
+          const Dense Q = dense<T>(q);
+          EXPECT_LE(orthogonality_error(Q), this->tol(m));
+          EXPECT_LE(distance(Q * R, AP) / norm(A), this->tol(std::max(m, n)));
+        }
+      }
+  }
+}
+
+TYPED_TEST(FactorizationsTest, QrClosedFormsAndContract) {
+  using T = TypeParam;
+  using R = RealOf<T>;
+  H q = this->e(), r = this->e(), p = this->e(), piv = this->e(), w = this->e(), rw = this->e();
+  auto qr = [&](H a, int pivoting, int mode) { return Factor<T>::qr(a, q, r, p, piv, pivoting, mode, w, rw); };
+  ASSERT_EQ(qr(this->host.template matrix<T>(2, 2, {T(1), T(5), T(0), T(0)}), 1, 1), 0);
+  EXPECT_EQ(vector_values<int32_t>(piv), (std::vector<int32_t>{1, 0})) << "the larger column first";
+  EXPECT_EQ(matrix_values<int32_t>(p), (std::vector<int32_t>{0, 1, 1, 0}));
+
+  H a = this->random(3, 2, 9);
+  auto expect_failure = [&](int32_t status, int32_t want) {
+    EXPECT_EQ(status, want);
+    this->expect_emptied({q, r, p}, {piv, w, rw});
+    ASSERT_EQ(qr(a, 1, 0), 0);
+  };
+  ASSERT_EQ(qr(a, 1, 0), 0);
+  expect_failure(qr(this->host.template matrix<T>(0, 2, {}), 1, 3), -20003);
+  expect_failure(qr(this->holding(NAN), 1, 3), -20061);
+  for (int pivoting : {0, 1}) {
+    for (R bad : this->refused()) expect_failure(qr(this->holding(bad), pivoting, 2), -20068);
+    for (R fine : this->accepted()) EXPECT_EQ(qr(this->holding(fine), pivoting, 2), 0) << fine;
+    expect_failure(Factor<T>::qr(a, q, r, p, piv, pivoting, 1, nullptr, rw), -20999);
+    this->each_failed_resize(3, 3, [&](auto& m, auto& x) {
+      return Factor<T>::qr(a, m[0], m[1], m[2], x[0], pivoting, 0, x[1], x[2]);
+    });
+  }
+  // The real workspace is needed only by complex pivoting.
+  EXPECT_EQ(Factor<T>::qr(a, q, r, p, piv, 0, 0, w, nullptr), 0);
+  if constexpr (is_complex<T>) expect_failure(Factor<T>::qr(a, q, r, p, piv, 1, 0, w, nullptr), -20999);
+  else EXPECT_EQ(Factor<T>::qr(a, q, r, p, piv, 1, 0, w, nullptr), 0);
+
+  ASSERT_EQ(qr(a, 1, 1), 0);
+  const int64_t fresh = this->resizes([&] { Factor<T>::qr(a, this->e(), this->e(), this->e(), this->e(), 1, 1, w, rw); });
+  EXPECT_EQ(fresh - this->resizes([&] { qr(a, 1, 1); }), 4) << "outputs of the right shape are kept";
+}
+
+}  // namespace

@@ -1,0 +1,130 @@
+// How the library finds its host's run-time functions: the search order over
+// the modules of the process, re-resolution when the host changes, and the
+// fatal exits when there is none.
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <thread>
+
+#include "support/host.hpp"
+#include "support/process.hpp"
+
+namespace {
+
+using namespace test;
+namespace fs = std::filesystem;
+
+// A second host runtime loaded beside zwrt.so; it counts the resizes it serves.
+struct FakeHost {
+  void* module = dlopen(TARNX_FAKE_HOST, RTLD_NOW | RTLD_LOCAL);
+  using NewHandle = void** (*)(std::size_t);
+  using Count = long (*)();
+  NewHandle new_handle = reinterpret_cast<NewHandle>(dlsym(module, "AZNewHandle"));
+  Count count = reinterpret_cast<Count>(dlsym(module, "FakeHostResizeCount"));
+  // Output handles that this host can resize, given back at the end.
+  std::vector<void**> made;
+  ZwArrayHandle output() {
+    made.push_back(new_handle(8));
+    return reinterpret_cast<ZwArrayHandle>(made.back());
+  }
+  ~FakeHost() {
+    for (void** h : made) {
+      std::free(*h);
+      std::free(h);
+    }
+  }
+};
+
+// One product whose output needs a resize; says which host served it.
+struct Served {
+  long fake, zwrt;
+};
+Served product_served(FakeHost& fake, ZwArrayHandle out) {
+  Host host;
+  const long fake_before = fake.count();
+  const int64_t zwrt_before = ZwrtResizeCount();
+  dims(out)[0] = 0;
+  dims(out)[1] = 0;
+  EXPECT_EQ(dMtrxMulH(host.matrix<double>(1, 1, {2}), host.matrix<double>(1, 1, {3}), out), 0);
+  EXPECT_EQ(matrix_data<double>(out)[0], 6);
+  return {fake.count() - fake_before, static_cast<long>(ZwrtResizeCount() - zwrt_before)};
+}
+
+TEST(HostLink, RuntimeModuleOverridesTheSearchAndIsResolvedAgainOnChange) {
+  FakeHost fake;
+  ASSERT_NE(fake.module, nullptr);
+  ZwArrayHandle out = fake.output();
+  SetZWRTModule(fake.module);
+  Served s = product_served(fake, out);
+  EXPECT_EQ(s.fake, 1);
+  EXPECT_EQ(s.zwrt, 0);
+  SetZWRTModule(nullptr);  // back to the search, which finds zwrt.so
+  Host host;
+  ZwArrayHandle z = host.empty();
+  const int64_t before = ZwrtResizeCount();
+  EXPECT_EQ(dMtrxMulH(host.matrix<double>(1, 1, {2}), host.matrix<double>(1, 1, {3}), z), 0);
+  EXPECT_EQ(ZwrtResizeCount() - before, 1);
+}
+
+TEST(HostLink, ThreadSlotServesEachThreadItsOwnModule) {
+  FakeHost fake;
+  pthread_key_t key;
+  ASSERT_EQ(pthread_key_create(&key, nullptr), 0);
+  SetZWRTTLSIndex(static_cast<uint32_t>(key));
+  Served with_slot{}, without_slot{};
+  std::thread([&] {
+    pthread_setspecific(key, fake.module);
+    with_slot = product_served(fake, fake.output());
+  }).join();
+  // A thread whose slot is null falls through to the search (zwrt.so).
+  std::thread([&] {
+    Host host;
+    without_slot = product_served(fake, host.empty());
+  }).join();
+  SetZWRTTLSIndex(0xFFFFFFFFu);
+  pthread_key_delete(key);
+  EXPECT_EQ(with_slot.fake, 1);
+  EXPECT_EQ(with_slot.zwrt, 0);
+  EXPECT_EQ(without_slot.fake, 0);
+  EXPECT_EQ(without_slot.zwrt, 1);
+}
+
+std::string library() { return std::string(TARNX_LIB_DIR) + "/TARNX_LINALG.so"; }
+
+TEST(HostLinkProcess, MainProgramExportingTheHostWinsOverZwrt) {
+  auto r = run_process(quote(TARNX_HOST_PROBE) + " main " + quote(library()) + " " +
+                       quote(std::string(TARNX_LIB_DIR) + "/zwrt.so"));
+  auto v = r.values();
+  EXPECT_EQ(v["status"], "0") << r.output;
+  EXPECT_EQ(v["main_resizes"], "1") << r.output;
+  EXPECT_EQ(v["zwrt_resizes"], "0") << r.output;
+}
+
+TEST(HostLinkProcess, ZwffrtIsTheLastResort) {
+  auto r = run_process(quote(TARNX_PROBE) + " zwffrt " + quote(library()) + " " +
+                       quote(fs::path(TARNX_FAKE_HOST).parent_path().string()));
+  auto v = r.values();
+  EXPECT_EQ(v["status"], "0") << r.output;
+  EXPECT_EQ(v["zwffrt_resizes"], "1") << r.output;
+}
+
+TEST(HostLinkProcess, NoHostEndsTheProcessWithItsMessage) {
+  auto r = run_process(quote(TARNX_PROBE) + " nohost " + quote(library()));
+  EXPECT_EQ(r.exit_code, 1);
+  EXPECT_NE(r.output.find("Fatal Error: ZANWELLV.LIB was not called from a Zanwell process.\n"),
+            std::string::npos)
+      << r.output;
+  EXPECT_EQ(r.output.find("status="), std::string::npos) << "the call must not return";
+}
+
+TEST(HostLinkProcess, HostWithoutTheFunctionNamesIt) {
+  auto r = run_process(quote(TARNX_PROBE) + " missing " + quote(library()));
+  EXPECT_EQ(r.exit_code, 1);
+  EXPECT_NE(r.output.find("Fatal Error: ZANWELLV.LIB could not locate \"NumericArrayResize\".\n"),
+            std::string::npos)
+      << r.output;
+}
+
+}  // namespace

@@ -1,0 +1,92 @@
+// Many threads calling every export at once, each with its own handles, get
+// bit for bit what one thread gets; threads that the host serves from
+// different run-time modules each reach their own module.
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <thread>
+
+#include "support/export_calls.hpp"
+
+namespace {
+
+using namespace test;
+
+constexpr int kThreads = 8;
+constexpr int kRounds = 3;
+
+TEST(Concurrency, EveryExportFromManyThreadsMatchesOneThread) {
+  const auto table = tarnx::export_table();
+  std::vector<std::vector<unsigned char>> expected;
+  std::vector<int32_t> expected_status;
+  {
+    Host host;
+    for (const auto& info : table) {
+      PreparedCall call(info, host);
+      expected_status.push_back(call.call());
+      expected.push_back(call.snapshot());
+    }
+  }
+  const int64_t handles_before = ZwrtLiveHandles();
+  std::atomic<int> mismatches{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t)
+    threads.emplace_back([&, t] {
+      Host host(false);
+      for (int round = 0; round < kRounds; ++round)
+        for (std::size_t k = 0; k < table.size(); ++k) {
+          // Each thread walks the table from its own starting point, so
+          // different exports run side by side.
+          const std::size_t i = (k + t * 7) % table.size();
+          PreparedCall call(table[i], host);
+          const int32_t status = call.call();
+          if (status != expected_status[i] || call.snapshot() != expected[i]) {
+            ++mismatches;
+            ADD_FAILURE() << table[i].name << " differs on thread " << t;
+          }
+        }
+    });
+  for (auto& th : threads) th.join();
+  EXPECT_EQ(mismatches.load(), 0);
+  EXPECT_EQ(ZwrtLiveHandles(), handles_before);
+}
+
+TEST(Concurrency, ThreadSlotsRouteEachThreadToItsOwnHost) {
+  void* fake = dlopen(TARNX_FAKE_HOST, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(fake, nullptr);
+  auto fake_new = reinterpret_cast<void** (*)(std::size_t)>(dlsym(fake, "AZNewHandle"));
+  auto fake_count = reinterpret_cast<long (*)()>(dlsym(fake, "FakeHostResizeCount"));
+  pthread_key_t key;
+  ASSERT_EQ(pthread_key_create(&key, nullptr), 0);
+  SetZWRTTLSIndex(static_cast<uint32_t>(key));
+  const long fake_before = fake_count();
+  const int64_t zwrt_before = ZwrtResizeCount();
+  constexpr int kCalls = 200;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t)
+    threads.emplace_back([&, t] {
+      const bool on_fake = t % 2 == 0;
+      if (on_fake) pthread_setspecific(key, fake);
+      Host host(false);
+      ZwArrayHandle a = host.matrix<double>(1, 1, {2});
+      for (int i = 0; i < kCalls; ++i) {
+        // A new output handle each time, from the host that serves this
+        // thread, so every call asks that host for one resize.
+        ZwArrayHandle c = on_fake ? reinterpret_cast<ZwArrayHandle>(fake_new(8)) : host.empty();
+        EXPECT_EQ(dMtrxMulH(a, a, c), 0);
+        EXPECT_EQ(matrix_data<double>(c)[0], 4.0);
+        if (on_fake) {
+          std::free(*reinterpret_cast<void**>(c));
+          std::free(c);
+        }
+      }
+    });
+  for (auto& th : threads) th.join();
+  SetZWRTTLSIndex(0xFFFFFFFFu);
+  pthread_key_delete(key);
+  EXPECT_EQ(fake_count() - fake_before, kThreads / 2 * kCalls);
+  EXPECT_EQ(ZwrtResizeCount() - zwrt_before, kThreads / 2 * kCalls);
+}
+
+}  // namespace

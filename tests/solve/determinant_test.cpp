@@ -1,0 +1,95 @@
+// Determinant through the exports, against the permutation expansion.
+#include "solve/reference.hpp"
+
+namespace {
+
+using namespace test;
+
+template <class T> class DeterminantTest : public SolveFixture<T> {
+ protected:
+  T det(ZwArrayHandle a, int32_t type, int32_t want_status = 0) {
+    T d(1);
+    EXPECT_EQ(Solve<T>::det(a, type, &d, this->work, this->pivots), want_status);
+    if (want_status < 0) {
+      EXPECT_TRUE(is_failure_nan(d));
+    }
+    this->expect_scratch_empty();
+    return d;
+  }
+};
+TYPED_TEST_SUITE(DeterminantTest, ElementTypes);
+
+TYPED_TEST(DeterminantTest, MatchesPermutationExpansionForEveryMatrixType) {
+  using T = TypeParam;
+  for (int n = 1; n <= 5; ++n) {
+    // |det| is at most the product of the rows' norms: below (c sqrt n)^n
+    // for entries of modulus at most c.
+    auto tol = [n](double c) { return 32.0 * n * epsilon<T>() * std::pow(c * std::sqrt(n), n); };
+    const auto g = random_values<T>(n * n, 10 + n);
+    ZwArrayHandle a = this->mat(n, n, g);
+    EXPECT_LE(std::abs(wide(this->det(a, kGeneral)) - permutation_expansion(g, n)), tol(std::sqrt(2)));
+    EXPECT_TRUE(same_values(matrix_values<T>(a), g)) << "the input is never written";
+    // From n = 3 on only the lower triangle counts; the closed forms of
+    // n <= 2 read the whole matrix.
+    const auto p = positive_definite_matrix<T>(n, 20 + n, n >= 3);
+    const T pd = this->det(this->mat(n, n, p), kPositiveDefinite);
+    EXPECT_LE(std::abs(wide(pd) - permutation_expansion(from_lower(p, n), n)), tol(3));
+    EXPECT_EQ(std::imag(pd), 0);
+    // Triangular: the diagonal alone, whatever lies off it.
+    const T lower = this->det(a, kLower);
+    EXPECT_TRUE(same_bits(lower, this->det(a, kUpper)));
+    EXPECT_LE(std::abs(wide(lower) - permutation_expansion(triangle_of(g, n, true), n)), tol(std::sqrt(2)));
+  }
+}
+
+TYPED_TEST(DeterminantTest, ChecksAndFailuresGiveTheFailureNaN) {
+  using T = TypeParam;
+  this->det(this->host.empty(), kGeneral, -20003);
+  this->det(this->mat(3, 0, {}), kGeneral, -20003);  // the inverse calls this one not square
+  this->det(this->mat(2, 3, std::vector<T>(6)), kGeneral, -20040);
+  ZwArrayHandle a = this->mat(3, 3, random_values<T>(9, 1));
+  this->det(a, 4, -20061);
+  this->det(a, -1, -20061);
+  // Symmetric and indefinite: refused from n = 3 on, not by the closed form.
+  this->det(this->mat(3, 3, {1, 2, 0, 2, 1, 0, 0, 0, 1}), kPositiveDefinite, -20071);
+  EXPECT_EQ(this->det(this->mat(2, 2, {1, 2, 2, 1}), kPositiveDefinite), T(-3));
+  for (int nth : {1, 2}) {  // the work, then the pivots
+    FailNthResize fail(nth);
+    this->det(a, kGeneral, -20001);
+  }
+  T d{};
+  EXPECT_EQ(Solve<T>::det(a, kGeneral, &d, nullptr, this->pivots), -20999);
+  EXPECT_EQ(length(this->pivots), 0) << "a null work handle still lets the pivots be emptied";
+  EXPECT_EQ(Solve<T>::det(a, kGeneral, &d, this->vec({1}), nullptr), -20999);
+  EXPECT_EQ(Solve<T>::det(a, kPositiveDefinite, &d, nullptr, nullptr), -20999);
+  EXPECT_TRUE(is_failure_nan(d));
+  ASSERT_EQ(Solve<T>::det(this->mat(1, 1, {T(-2.5)}), kGeneral, &d, nullptr, nullptr), 0);
+  EXPECT_EQ(d, T(-2.5));
+}
+
+TYPED_TEST(DeterminantTest, SingularIsAnExactZeroAndARowSwapAnExactMinusOne) {
+  using T = TypeParam;
+  // A zero column is an exactly zero pivot for the core.
+  EXPECT_TRUE(same_bits(this->det(this->mat(3, 3, {1, 0, 2, 3, 0, 4, 5, 0, 6}), kGeneral), T(0)));
+  EXPECT_EQ(this->det(this->mat(3, 3, {0, 1, 0, 1, 0, 0, 0, 0, 1}), kGeneral), T(-1));
+}
+
+TYPED_TEST(DeterminantTest, DiagonalProductIsPlainButWidenedForSinglePrecision) {
+  using T = TypeParam;
+  using R = RealOf<T>;
+  const int n = 200;
+  std::vector<T> a(n * n);
+  for (int i = 0; i < n; ++i) a[i * n + i] = T(10);
+  const T d = this->det(this->mat(n, n, a), kLower);
+  if constexpr (std::is_same_v<R, float>) {
+    EXPECT_TRUE(same_bits(std::real(d), std::numeric_limits<float>::infinity()));
+  } else {
+    EXPECT_NEAR(std::real(d) / 1e200, 1.0, 1e-13);
+  }
+  EXPECT_EQ(std::imag(d), 0);
+  // 1e30 1e30 1e-30 1e-30 leaves float32 range half-way through the product.
+  const T big(R(1e30)), small(R(1e-30));
+  EXPECT_NEAR(std::real(this->det(this->mat(4, 4, {big, 0, 0, 0, 0, big, 0, 0, 0, 0, small, 0, 0, 0, 0, small}), kUpper)), 1.0, 1e-5);
+}
+
+}  // namespace

@@ -1,0 +1,74 @@
+// Inverse through the exports, checked by the residual A A^-1 - I.
+#include "solve/reference.hpp"
+
+namespace {
+
+using namespace test;
+
+template <class T> class InverseTest : public SolveFixture<T> {
+ protected:
+  // Inverts `given` in place and returns the result; a failure must leave
+  // the matrix 0 x 0.
+  std::vector<T> inv(ZwArrayHandle a, int32_t type, int32_t want_status = 0) {
+    const int32_t n = rows(a);
+    EXPECT_EQ(Solve<T>::inv(a, type, this->work, this->pivots), want_status);
+    EXPECT_EQ(rows(a), want_status < 0 ? 0 : n);
+    EXPECT_EQ(cols(a), want_status < 0 ? 0 : n);
+    this->expect_scratch_empty();
+    return want_status < 0 ? std::vector<T>{} : matrix_values<T>(a);
+  }
+};
+TYPED_TEST_SUITE(InverseTest, ElementTypes);
+
+TYPED_TEST(InverseTest, ResidualIsSmallForEveryMatrixType) {
+  using T = TypeParam;
+  const T nan = nan_of<T>;
+  for (int n : {1, 2, 3, 17, 150}) {
+    std::vector<T> identity(n * n);
+    for (int i = 0; i < n; ++i) identity[i * n + i] = T(1);
+    const auto g = random_values<T>(n * n, 40 + n);
+    EXPECT_LE(scaled_residual(g, this->inv(this->mat(n, n, g), kGeneral), identity, n, n), 4.0);
+
+    // The strict upper triangle is neither read nor kept: the result is
+    // mirrored from the lower one, so it is exactly Hermitian.
+    const auto p = positive_definite_matrix<T>(n, 50 + n, false);
+    const auto x = this->inv(this->mat(n, n, triangle_of(p, n, true, nan)), kPositiveDefinite);
+    EXPECT_LE(scaled_residual(p, x, identity, n, n), 4.0);
+    EXPECT_TRUE(same_values(x, from_lower(x, n)));
+
+    // The other triangle comes back exactly as it was given.
+    for (bool lower : {true, false}) {
+      const auto t = triangular_matrix<T>(n, lower, 60 + n, nan);
+      const auto xt = this->inv(this->mat(n, n, t), lower ? kLower : kUpper);
+      EXPECT_LE(scaled_residual(triangle_of(t, n, lower), triangle_of(xt, n, lower), identity, n, n), 4.0);
+      EXPECT_TRUE(same_values(triangle_of(xt, n, lower, nan), xt));
+    }
+  }
+}
+
+TYPED_TEST(InverseTest, ChecksAndFailuresEmptyTheMatrix) {
+  using T = TypeParam;
+  EXPECT_EQ(this->inv(this->mat(1, 1, {4}), kGeneral), std::vector<T>{T(0.25)});
+  EXPECT_EQ(this->inv(this->mat(1, 1, {4}), kPositiveDefinite), std::vector<T>{T(0.25)});
+  this->inv(this->mat(0, 3, {}), kGeneral, -20003);
+  this->inv(this->mat(3, 0, {}), kGeneral, -20040);  // only the row count is tested against 1
+  this->inv(this->mat(2, 3, std::vector<T>(6)), kGeneral, -20040);
+  this->inv(this->mat(3, 3, {1, 0, 2, 3, 0, 4, 5, 0, 6}), kGeneral, -20041);  // an exactly zero pivot
+  this->inv(this->mat(3, 3, {1, 0, 0, 2, 0, 0, 3, 4, 5}), kLower, -20041);
+  this->inv(this->mat(2, 2, {1, 2, 2, 1}), kPositiveDefinite, -20071);
+  const auto g = random_values<T>(16, 70);
+  this->inv(this->mat(4, 4, g), 4, -20061);
+  this->inv(this->mat(4, 4, g), -1, -20061);
+  for (int nth : {1, 2}) {  // the pivots, then the work
+    FailNthResize fail(nth);
+    this->inv(this->mat(4, 4, g), kGeneral, -20001);
+  }
+  ZwArrayHandle a = this->mat(4, 4, g);
+  EXPECT_EQ(Solve<T>::inv(a, kGeneral, nullptr, this->pivots), -20999);
+  EXPECT_EQ(length(this->pivots), 0);
+  a = this->mat(4, 4, g);
+  EXPECT_EQ(Solve<T>::inv(a, kGeneral, this->vec({1}), nullptr), -20999);
+  EXPECT_EQ(rows(a), 0);
+}
+
+}  // namespace

@@ -1,0 +1,199 @@
+#include "support/export_calls.hpp"
+
+#include <dlfcn.h>
+
+#include <cmath>
+#include <cstring>
+#include <map>
+
+namespace test {
+namespace {
+
+using tarnx::arg::Elem;
+using tarnx::arg::Role;
+using tarnx::arg::Shape;
+
+// Scalar arguments by name: what a well-formed call passes. Names the table
+// does not list here get 0.
+int32_t default_int(std::string_view name, int n) {
+  static const std::map<std::string_view, int> by_name = {
+      {"layout", 101}, {"trans", 111}, {"transA", 111}, {"transB", 111}, {"side", 141},
+      {"uplo", 121}, {"diag", 131}, {"incx", 1}, {"incy", 1}, {"checkArguments", 1},
+      {"power", 3}, {"maxIterations", 50}, {"iterations", 50}, {"method", 0}, {"normType", 0}, {"mode", 0},
+  };
+  for (std::string_view dim : {"M", "N", "K", "lda", "ldb", "ldc", "order", "n", "size"})
+    if (name == dim) return n;
+  auto it = by_name.find(name);
+  return it != by_name.end() ? it->second : 0;
+}
+
+double default_real(std::string_view name) {
+  if (name == "p" || name == "order") return 2.0;
+  if (name == "tolerance" || name == "tol") return -1.0;
+  return 1.0;
+}
+
+// A well-conditioned Hermitian positive definite matrix: a safe input for
+// every operation that takes a matrix (solves, factorizations, functions).
+template <class T> std::vector<T> good_matrix(int n) {
+  std::vector<T> a(static_cast<std::size_t>(n) * n);
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < n; ++j) {
+      double v = i == j ? n + 1.0 : 1.0 / (1 + i + j);
+      if constexpr (is_complex<T>) {
+        const double im = i == j ? 0.0 : (i < j ? 0.25 : -0.25) / (1 + i + j);
+        a[i * n + j] = T(RealOf<T>(v), RealOf<T>(im));
+      } else {
+        a[i * n + j] = T(v);
+      }
+    }
+  return a;
+}
+
+template <class T> std::vector<T> good_vector(int n) {
+  std::vector<T> v(n);
+  for (int i = 0; i < n; ++i) v[i] = T(RealOf<T>(1.0 + i * 0.5));
+  return v;
+}
+
+template <class T> ZwArrayHandle make_input(Host& host, Shape shape, int n) {
+  return shape == Shape::Matrix ? host.matrix<T>(n, n, good_matrix<T>(n)) : host.vector<T>(good_vector<T>(n));
+}
+
+ZwArrayHandle input_handle(Host& host, Shape shape, Elem elem, int n) {
+  switch (elem) {
+    case Elem::F32: return make_input<float>(host, shape, n);
+    case Elem::F64: return make_input<double>(host, shape, n);
+    case Elem::C64: return make_input<cfloat>(host, shape, n);
+    case Elem::C128: return make_input<cdouble>(host, shape, n);
+    case Elem::I32: return shape == Shape::Matrix ? host.matrix<int32_t>(n, n, std::vector<int32_t>(n * n, 1))
+                                                  : host.vector<int32_t>(std::vector<int32_t>(n, 1));
+  }
+  return nullptr;
+}
+
+void store_real(void* p, Elem elem, double v) {
+  switch (elem) {
+    case Elem::F32: { float f = float(v); std::memcpy(p, &f, 4); break; }
+    case Elem::F64: std::memcpy(p, &v, 8); break;
+    case Elem::C64: { float f[2] = {float(v), 0}; std::memcpy(p, f, 8); break; }
+    case Elem::C128: { double d[2] = {v, 0}; std::memcpy(p, d, 16); break; }
+    case Elem::I32: { int32_t i = int32_t(v); std::memcpy(p, &i, 4); break; }
+  }
+}
+
+bool all_nan(const void* p, Elem elem) {
+  switch (elem) {
+    case Elem::F32: { float f; std::memcpy(&f, p, 4); return std::isnan(f); }
+    case Elem::F64: { double d; std::memcpy(&d, p, 8); return std::isnan(d); }
+    case Elem::C64: { float f[2]; std::memcpy(f, p, 8); return std::isnan(f[0]) && std::isnan(f[1]); }
+    case Elem::C128: { double d[2]; std::memcpy(d, p, 16); return std::isnan(d[0]) && std::isnan(d[1]); }
+    case Elem::I32: return true;
+  }
+  return true;
+}
+
+std::size_t element_size(Elem elem) {
+  switch (elem) {
+    case Elem::F32: case Elem::I32: return 4;
+    case Elem::F64: case Elem::C64: return 8;
+    case Elem::C128: return 16;
+  }
+  return 16;
+}
+
+}  // namespace
+
+void* library_handle() {
+  static void* lib = dlopen("TARNX_LINALG.so", RTLD_NOW | RTLD_NOLOAD);
+  return lib;
+}
+
+bool known_status(int32_t s) {
+  static const int32_t codes[] = {0, 20001, 20003, 20006, -20001, -20002, -20003, -20004, -20006,
+                                  -20017, -20039, -20040, -20041, -20055, -20058, -20059, -20061,
+                                  -20062, -20068, -20070, -20071, -20073, -20074, -20104, -20141,
+                                  -20999};
+  for (int32_t c : codes)
+    if (c == s) return true;
+  return false;
+}
+
+PreparedCall::PreparedCall(const tarnx::ExportInfo& info, Host& host, int n)
+    : info_(&info), address_(dlsym(library_handle(), std::string(info.name).c_str())) {
+  slots_.resize(info.args.size());
+  scalars_.resize(info.args.size());
+  for (std::size_t i = 0; i < info.args.size(); ++i) {
+    const auto& a = info.args[i];
+    tarnx::ArgSlot& s = slots_[i];
+    switch (a.kind.role) {
+      case Role::In:
+      case Role::InOut:
+        s.handle = input_handle(host, a.kind.shape, a.kind.elem, n);
+        break;
+      case Role::Out:
+      case Role::Scratch:
+        s.handle = host.empty();
+        break;
+      case Role::Value:
+        std::memset(&s, 0, sizeof s);
+        if (a.kind.elem == Elem::I32) s.i32 = default_int(a.name, n);
+        else store_real(&s, a.kind.elem, default_real(a.name));
+        break;
+      case Role::Ref:
+      case Role::Result:
+      case Role::Update:
+        scalars_[i].assign(16, 0);
+        if (a.kind.role == Role::Ref) store_real(scalars_[i].data(), a.kind.elem, 1.0);
+        if (a.kind.role == Role::Update) store_real(scalars_[i].data(), a.kind.elem, default_int(a.name, n));
+        s.pointer = scalars_[i].data();
+        break;
+    }
+  }
+}
+
+std::vector<unsigned char> PreparedCall::snapshot() const {
+  std::vector<unsigned char> bytes;
+  auto append = [&](const void* p, std::size_t n) {
+    auto* b = static_cast<const unsigned char*>(p);
+    bytes.insert(bytes.end(), b, b + n);
+  };
+  for (std::size_t i = 0; i < info_->args.size(); ++i) {
+    const auto& a = info_->args[i];
+    const std::size_t size = element_size(a.kind.elem);
+    if (a.kind.role == Role::Out || a.kind.role == Role::InOut) {
+      ZwArrayHandle h = slots_[i].handle;
+      if (a.kind.shape == Shape::Matrix) {
+        append(*h, 8 + size * static_cast<std::size_t>(rows(h)) * cols(h));
+      } else {
+        const std::size_t offset = (size == 16 || (size == 8 && a.kind.elem == Elem::F64)) ? 8 : 4;
+        append(*h, offset + size * static_cast<std::size_t>(length(h)));
+      }
+    } else if (a.kind.role == Role::Result || a.kind.role == Role::Update) {
+      append(slots_[i].pointer, size);
+    }
+  }
+  return bytes;
+}
+
+int32_t PreparedCall::call() { return info_->invoke(address_, slots_.data()); }
+
+std::string PreparedCall::broken_promise(int32_t status) const {
+  for (std::size_t i = 0; i < info_->args.size(); ++i) {
+    const auto& a = info_->args[i];
+    const std::string what = std::string(info_->name) + " argument " + std::string(a.name);
+    if (a.kind.role == Role::Scratch && slots_[i].handle != nullptr && length(slots_[i].handle) != 0)
+      return what + ": scratch handle left with " + std::to_string(length(slots_[i].handle)) + " elements";
+    if (status >= 0) continue;
+    if (a.kind.role == Role::Out || a.kind.role == Role::InOut) {
+      ZwArrayHandle h = slots_[i].handle;
+      const bool empty = a.kind.shape == Shape::Matrix ? rows(h) == 0 && cols(h) == 0 : length(h) == 0;
+      if (!empty) return what + ": output not emptied after status " + std::to_string(status);
+    }
+    if ((a.kind.role == Role::Result || a.kind.role == Role::Update) && !all_nan(slots_[i].pointer, a.kind.elem))
+      return what + ": result not NaN after status " + std::to_string(status);
+  }
+  return {};
+}
+
+}  // namespace test
