@@ -53,7 +53,7 @@ std::string status_line(int32_t status) {
 }
 
 Call::Call(const ExportInfo& info, void* function)
-    : info_(info), function_(function), invoker_(find_invoker(info.name)), args_(info.args.size()) {}
+    : info_(info), function_(function), args_(info.args.size()) {}
 
 Call::~Call() {
   for (ZwArrayHandle h : owned_) AZDisposeHandle(reinterpret_cast<void**>(h));
@@ -133,6 +133,7 @@ void Call::bind(const std::vector<std::string>& words, TextStore& store, bool* s
         case Role::Value:
         case Role::Ref:
         case Role::Result:
+        case Role::Update:
           if (given[i] != nullptr) parse_scalar(*given[i], k.elem, &slot.value);
           break;
         case Role::In:
@@ -183,17 +184,19 @@ void Call::route_outputs(const OutputFiles& files) {
 }
 
 int32_t Call::run() {
-  if (invoker_ == nullptr) throw Bad("no caller was built for " + std::string(info_.name));
-  std::vector<Slot> slots(args_.size());
+  std::vector<ArgSlot> slots(args_.size());
   for (std::size_t i = 0; i < args_.size(); ++i) {
     switch (info_.args[i].kind.role) {
       case Role::Value: slots[i] = args_[i].value; break;
       case Role::Ref:
-      case Role::Result: slots[i].p = &args_[i].value; break;
-      default: slots[i].p = args_[i].handle; break;
+      case Role::Result:
+      case Role::Update: slots[i].pointer = &args_[i].value; break;
+      default: slots[i].handle = args_[i].handle; break;
     }
   }
-  return invoker_(function_, slots.data());
+  // The table's caller casts the address to the export's exact prototype,
+  // so scalars by value travel as a compiled host passes them.
+  return info_.invoke(function_, slots.data());
 }
 
 View Call::view(std::size_t i) const {

@@ -6,7 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "cli/invoke.hpp"
 #include "cli/values.hpp"
 #include "frame/export_table.hpp"
 
@@ -36,10 +35,11 @@ struct Format {
 using OutputFiles = std::vector<std::pair<std::string, std::string>>;
 
 inline bool is_input(arg::Role r) {
-  return r == arg::Role::In || r == arg::Role::InOut || r == arg::Role::Value || r == arg::Role::Ref;
+  return r == arg::Role::In || r == arg::Role::InOut || r == arg::Role::Value || r == arg::Role::Ref ||
+         r == arg::Role::Update;
 }
 inline bool is_output(arg::Role r) {
-  return r == arg::Role::Out || r == arg::Role::InOut || r == arg::Role::Result;
+  return r == arg::Role::Out || r == arg::Role::InOut || r == arg::Role::Result || r == arg::Role::Update;
 }
 
 class Call {
@@ -50,8 +50,8 @@ class Call {
   Call& operator=(const Call&) = delete;
 
   // Fills the arguments from the command line: inputs in order, or any
-  // argument as NAME=VALUE (for a scalar result, its value going in). Throws
-  // Bad naming the argument and what is wrong with it.
+  // argument as NAME=VALUE (for a scalar result, the value it holds going
+  // in). Throws Bad naming the argument and what is wrong with it.
   void bind(const std::vector<std::string>& words, TextStore& store, bool* stdin_used);
   // Checks the -o requests against the outputs; throws Bad.
   void route_outputs(const OutputFiles& files);
@@ -68,7 +68,7 @@ class Call {
  private:
   struct Arg {
     ZwArrayHandle handle = nullptr;
-    Slot value{};   // scalar storage for Value, Ref and Result
+    ArgSlot value{};  // scalar storage for Value, Ref, Result and Update
     std::string file;
   };
   View view(std::size_t i) const;
@@ -77,7 +77,6 @@ class Call {
 
   const ExportInfo& info_;
   void* function_;
-  Invoker invoker_;
   std::vector<Arg> args_;
   std::vector<ZwArrayHandle> owned_;
 };

@@ -15,7 +15,6 @@ struct Step {
   const char* export_name;
   std::vector<std::string> args;
   const char* note;
-  const char* int_result_in = nullptr;  // value going into the int32 scalar result
 };
 
 // The tour. Each export is looked up by name when the demo runs, so a library
@@ -35,8 +34,8 @@ const std::vector<Step>& steps() {
       {"Matrix exponential, in place", "dMtrxExpH", {"[0 1; -1 0]"},
        "a rotation: [cos 1  sin 1; -sin 1  cos 1] = [0.540302 0.841471; -0.841471 0.540302]"},
       {"Robust line fit (bisquare, method 2) through points with one outlier", "dLinearFitH",
-       {"[1 3 5 7 30 11 13 15]", "[0 1 2 3 4 5 6 7]", "[]", "2", "0", "0"},
-       "the points lie on y = 2x + 1 except x = 4; the fit keeps slope 2 and intercept 1", "50"},
+       {"[1 3 5 7 30 11 13 15]", "[0 1 2 3 4 5 6 7]", "[]", "2", "0", "0", "50"},
+       "the points lie on y = 2x + 1 except x = 4; the fit keeps slope 2 and intercept 1"},
   };
   return tour;
 }
@@ -75,14 +74,6 @@ int run_demo(const Library& lib) {
         if (!is_input(a.kind.role)) continue;
         if (input++ >= step.args.size() && a.kind.shape != arg::Shape::Scalar) args.push_back("[]");
       }
-      // The iteration limit goes in through the iteration count, whatever
-      // the export calls it.
-      if (step.int_result_in != nullptr)
-        for (const ExportArg& a : info->args)
-          if (a.kind.role == arg::Role::Result && a.kind.elem == arg::Elem::I32) {
-            args.push_back(std::string(a.name) + "=" + step.int_result_in);
-            break;
-          }
       call.bind(args, store, &stdin_used);
       print(call.show_inputs(format));
       const int32_t status = call.run();

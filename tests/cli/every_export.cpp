@@ -71,6 +71,7 @@ std::string generic_value(const tarnx::arg::Desc& k) {
   switch (k.role) {
     case Role::Value: return "0";
     case Role::Ref: return "1";
+    case Role::Update: return "10";
     default: break;
   }
   if (k.elem == Elem::I32) return k.shape == Shape::Matrix ? "[1 0 0; 0 1 0; 0 0 1]" : "[0 1 2]";
@@ -129,7 +130,9 @@ std::string check_outputs(const ExportInfo& e, const Plan& plan, const std::vect
   bool array_outputs = false, any_filled = false;
   for (std::size_t i = 0; i < e.args.size(); ++i) {
     const auto& a = e.args[i];
-    if (a.kind.role != Role::Out && a.kind.role != Role::InOut && a.kind.role != Role::Result) continue;
+    if (a.kind.role != Role::Out && a.kind.role != Role::InOut && a.kind.role != Role::Result &&
+        a.kind.role != Role::Update)
+      continue;
     if (at >= lines.size()) return "output " + std::string(a.name) + " is not printed";
     std::smatch m;
     const std::string& header = lines[at++];
