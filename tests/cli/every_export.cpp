@@ -199,6 +199,7 @@ TEST_P(EveryExport, SucceedsOnSmallValidInput) {
   ASSERT_TRUE(plan.problem.empty()) << e.name << ": " << plan.problem << " (fix its override line)";
   const cli_test::Outcome& o = results().outcomes[GetParam()];
   const std::string context = shell_line(plan.command) + "\n" + o.out + o.err;
+  ASSERT_EQ(o.signal, 0) << e.name << " crashed tarnx (signal " << o.signal << ")\n" << context;
   ASSERT_EQ(o.exit_code, 0) << e.name << " has no working default input; add or fix its override line.\n"
                             << context;
   const auto lines = cli_test::lines_of(o.out);

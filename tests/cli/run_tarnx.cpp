@@ -69,6 +69,7 @@ Running start(const std::vector<std::string>& args, const std::string& input, in
 Outcome finish(const Running& r, int status) {
   Outcome o;
   if (r.pid > 0 && WIFEXITED(status)) o.exit_code = WEXITSTATUS(status);
+  if (r.pid > 0 && WIFSIGNALED(status)) o.signal = WTERMSIG(status);
   o.out = slurp(r.out);
   o.err = slurp(r.err);
   return o;

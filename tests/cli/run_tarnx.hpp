@@ -6,7 +6,8 @@
 namespace cli_test {
 
 struct Outcome {
-  int exit_code = -1;  // -1: did not exit normally (a crash)
+  int exit_code = -1;  // -1: did not exit normally
+  int signal = 0;      // the signal that ended it (a crash), else 0
   std::string out;
   std::string err;
 };
