@@ -47,19 +47,17 @@ int32_t inverse_norm_condition(const T* a, int32_t n, int32_t type, RealOf<T>* r
   if (int32_t status = ResizeVector<T>(copy, n * n, &c); status != Ok) return status;
   std::memcpy(c, a, sizeof(T) * static_cast<std::size_t>(n) * n);
   // The norms of types 1 to 3 need no singular values, so no handles.
+  const auto norm_of = [n, type](const T* p, R* out) {
+    return MatrixNormKernel<T>(p, n, n, type, out, nullptr, nullptr, nullptr, nullptr);
+  };
   R norm = 0, inverse_norm = 0;
-  if (int32_t status = MatrixNormKernel<T>(c, n, n, type, &norm, nullptr, nullptr, nullptr, nullptr);
-      status != Ok)
-    return status;
+  if (int32_t status = norm_of(c, &norm); status != Ok) return status;
   if (int32_t status = invertGeneral<T>(c, n, inverse_work, pivots); status != Ok) {
     if (status != Singular) return status;
     *result = std::numeric_limits<R>::infinity();
     return Ok;
   }
-  if (int32_t status =
-          MatrixNormKernel<T>(c, n, n, type, &inverse_norm, nullptr, nullptr, nullptr, nullptr);
-      status != Ok)
-    return status;
+  if (int32_t status = norm_of(c, &inverse_norm); status != Ok) return status;
   *result = finite_or_largest(norm * inverse_norm);
   return Ok;
 }

@@ -153,13 +153,18 @@ int32_t leastSquaresByGelsd(const T* a, int32_t m, int32_t n, const T* b, int32_
   T* const work = values + r;
   R* const rwork = reinterpret_cast<R*>(work + lwork);
   ToColumnMajor(a, m, n, ac);
-  for (int32_t j = 0; j < k; ++j) Core<T>::copy(m, b + j, k, rhs + static_cast<std::size_t>(j) * ldb, 1);
+  // Column j of the row-major B is every k-th element from b[j].
+  for (int32_t j = 0; j < k; ++j)
+    Core<T>::copy(m, b + j, k, rhs + static_cast<std::size_t>(j) * ldb, 1);
 
   gelsd<T>(m, n, k, ac, m, rhs, ldb, reinterpret_cast<R*>(values), rcond, &rank, work,
            static_cast<int>(lwork), rwork, iwork, &info);
   if (info < 0) return InternalError;
   if (info > 0) return NoConvergence;
-  for (int32_t j = 0; j < k; ++j) Core<T>::copy(n, rhs + static_cast<std::size_t>(j) * ldb, 1, x + j, k);
+  // The first n rows of each column are the solution; the rest of an
+  // overdetermined column is the residual.
+  for (int32_t j = 0; j < k; ++j)
+    Core<T>::copy(n, rhs + static_cast<std::size_t>(j) * ldb, 1, x + j, k);
   return rank == r ? Ok : WarnRankDeficient;
 }
 
