@@ -114,7 +114,8 @@ int32_t leastSquaresByGelsd(const T* a, int32_t m, int32_t n, const T* b, int32_
                             Handle svd_scratch3) {
   using R = RealOf<T>;
   (void)svd_scratch2;  // this method has no use for it
-  const ScratchRelease<T> release(svd_scratch1, svd_scratch3);
+  const ScratchRelease<T> release_work(svd_scratch1);
+  const ScratchRelease<int32_t> release_int_work(svd_scratch3);
 
   if (m < 1 || n < 1 || k < 1) return EmptyInput;
   if (HasNonFinite(a, m * n) || HasNonFinite(b, m * k)) return NotFinite;
