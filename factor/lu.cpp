@@ -3,7 +3,6 @@
 // the zero-based interchanges.
 #include <algorithm>
 
-#include "factor/scratch_release.hpp"
 #include "frame/export.hpp"
 #include "frame/layout.hpp"
 

@@ -10,7 +10,6 @@
 #include <cstring>
 #include <limits>
 
-#include "factor/scratch_release.hpp"
 #include "frame/export.hpp"
 #include "frame/layout.hpp"
 

@@ -12,7 +12,6 @@
 #include <cstring>
 #include <limits>
 
-#include "factor/scratch_release.hpp"
 #include "frame/core.hpp"
 #include "frame/layout.hpp"
 

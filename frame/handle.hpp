@@ -45,4 +45,14 @@ template <class T> inline void release_scratch(Handle h) {
   if (h != nullptr && *h != nullptr && length(h) != 0) EmptyVector<T>(h);
 }
 
+// Empties a caller's scratch handle when the routine that sized it returns,
+// on every path, for routines that other routines call directly.
+template <class T> struct ScratchRelease {
+  explicit ScratchRelease(Handle h) : handle(h) {}
+  ScratchRelease(const ScratchRelease&) = delete;
+  ScratchRelease& operator=(const ScratchRelease&) = delete;
+  ~ScratchRelease() { release_scratch<T>(handle); }
+  Handle handle;
+};
+
 }  // namespace tarnx

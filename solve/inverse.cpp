@@ -12,7 +12,8 @@
 namespace tarnx {
 
 template <class T> int32_t invertGeneral(T* a, int32_t n, Handle work, Handle pivots) {
-  ScratchRelease<T> release(work, pivots);
+  ScratchRelease<T> release_work(work);
+  ScratchRelease<int32_t> release_pivots(pivots);
   if (pivots == nullptr) return InternalError;
   int32_t* ipiv = nullptr;
   if (int32_t status = ResizeVector<int32_t>(pivots, n, &ipiv); status != Ok) return status;

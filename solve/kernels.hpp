@@ -16,23 +16,6 @@ namespace matrix_type {
 enum : int32_t { General = 0, PositiveDefinite = 1, Lower = 2, Upper = 3 };
 }
 
-// Empties the scratch handles a kernel was given on every way out, the work
-// handle first, then the pivots. Null handles are skipped.
-template <class T> class ScratchRelease {
- public:
-  explicit ScratchRelease(Handle work, Handle pivots = nullptr) : work_(work), pivots_(pivots) {}
-  ~ScratchRelease() {
-    release_scratch<T>(work_);
-    release_scratch<int32_t>(pivots_);
-  }
-  ScratchRelease(const ScratchRelease&) = delete;
-  ScratchRelease& operator=(const ScratchRelease&) = delete;
-
- private:
-  Handle work_;
-  Handle pivots_;
-};
-
 // Solves A X = B by LU with partial pivoting. `a` is n x n and `b` n x k,
 // both row-major and only read; the row-major n x k solution goes to `x`,
 // which may be the same memory as `a` or `b` (both are copied into the

@@ -30,7 +30,8 @@ template <class T>
 int32_t solveGeneral(const T* a, int32_t n, const T* b, int32_t k, T* x, Handle workspace,
                      Handle pivots) {
   if (n < 1 || k < 1) return EmptyInput;
-  ScratchRelease<T> release(workspace, pivots);
+  ScratchRelease<T> release_work(workspace);
+  ScratchRelease<int32_t> release_pivots(pivots);
   if (HasNonFinite(a, n * n) != 0 || HasNonFinite(b, n * k) != 0) return NotFinite;
   if (workspace == nullptr) return InternalError;
   const int64_t count = static_cast<int64_t>(n) * (static_cast<int64_t>(n) + k);
@@ -57,7 +58,7 @@ namespace {
 template <class T>
 int32_t solve_positive_definite(const T* a, int32_t n, const T* b, int32_t k, T* x, Handle workspace) {
   if (n < 1 || k < 1) return EmptyInput;
-  ScratchRelease<T> release(workspace);
+  ScratchRelease<T> release_work(workspace);
   if (HasNonFinite(a, n * n) != 0 || HasNonFinite(b, n * k) != 0) return NotFinite;
   if (workspace == nullptr) return InternalError;
   const int64_t count = static_cast<int64_t>(n) * (static_cast<int64_t>(n) + k);
@@ -97,7 +98,7 @@ template <class T>
 int32_t solve_triangular(const T* a, int32_t n, int32_t flag, const T* b, int32_t k, T* x,
                          Handle workspace) {
   if (n < 1 || k < 1) return EmptyInput;
-  ScratchRelease<T> release(workspace);
+  ScratchRelease<T> release_work(workspace);
   if (flag != 0 && flag != 1) return SelectorOutOfRange;
   const bool lower = flag == 0;
   if (triangle_has_non_finite(a, n, lower) || HasNonFinite(b, n * k) != 0) return NotFinite;
