@@ -210,6 +210,37 @@ TARNX_DECLARE_SOLVE(z, ZwComplex128)
 #undef TARNX_DECLARE_SOLVE
 
 /* ---- condition number, rank, pseudo-inverse, least squares ------------------------- */
+/* Tolerances and the condition number are real: float for s and c, double for d and z.
+ * normType: 0 two-norm, 1 one-norm, 2 Frobenius, 3 infinity-norm. A negative tolerance
+ * selects the default max(m, n) * s1 * epsilon (rank, pseudo-inverse); for least squares
+ * a tolerance of 0 selects the pseudo-inverse method, any other the core's solver. Every
+ * scratch handle comes back empty; realWork is double for both complex precisions. */
+#define TARNX_DECLARE_CHARACTERISTICS(t, R)                                                  \
+  TARNX_API int32_t t##CondNumberH(ZwArrayHandle A, int32_t normType, R *result,              \
+                                   ZwArrayHandle singularValues, ZwArrayHandle copy,         \
+                                   ZwArrayHandle work, ZwArrayHandle realWork,               \
+                                   ZwArrayHandle intWork, ZwArrayHandle inverseWork,         \
+                                   ZwArrayHandle pivots);                                    \
+  TARNX_API int32_t t##RankH(ZwArrayHandle A, R tolerance, int32_t *rank,                    \
+                             ZwArrayHandle singularValues, ZwArrayHandle work,               \
+                             ZwArrayHandle realWork, ZwArrayHandle intWork);                 \
+  TARNX_API int32_t t##PseudoInvMtrxH(ZwArrayHandle A, R tolerance,                          \
+                                      ZwArrayHandle singularValues, ZwArrayHandle factors,   \
+                                      ZwArrayHandle work, ZwArrayHandle realWork,            \
+                                      ZwArrayHandle intWork);                                \
+  TARNX_API int32_t t##LSEqH(ZwArrayHandle A, ZwArrayHandle B, R tolerance, ZwArrayHandle X, \
+                             ZwArrayHandle svdScratch1, ZwArrayHandle svdScratch2,           \
+                             ZwArrayHandle svdScratch3, ZwArrayHandle solveWorkspace,        \
+                             ZwArrayHandle singularValues);                                  \
+  TARNX_API int32_t t##LSEqSetH(ZwArrayHandle A, ZwArrayHandle B, R tolerance,               \
+                                ZwArrayHandle X, ZwArrayHandle svdScratch1,                  \
+                                ZwArrayHandle svdScratch2, ZwArrayHandle svdScratch3,        \
+                                ZwArrayHandle solveWorkspace, ZwArrayHandle singularValues);
+TARNX_DECLARE_CHARACTERISTICS(s, float)
+TARNX_DECLARE_CHARACTERISTICS(d, double)
+TARNX_DECLARE_CHARACTERISTICS(c, float)
+TARNX_DECLARE_CHARACTERISTICS(z, double)
+#undef TARNX_DECLARE_CHARACTERISTICS
 
 /* ---- matrix functions ------------------------------------------------------------- */
 /* Exponential in place, principal square root into a complex X, integer power
