@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <numbers>
 
+#include "matfun/binary_power.hpp"
 #include "matfun/pade.hpp"
 #include "matfun/triangular_sqrt.hpp"
 #include "reference.hpp"
@@ -27,6 +28,12 @@ template <class T> class MatrixFunctionsTest : public ::testing::Test {
   ZwArrayHandle root_balance = host.vector<C>({C(8)});
   ZwArrayHandle schur_work = host.vector<C>({C(9)});
   ZwArrayHandle schur_real_work = host.vector<double>({10.0});
+  ZwArrayHandle power_work = host.vector<T>({T(11)});
+  ZwArrayHandle pinv_factors = host.vector<T>({T(12)});
+  ZwArrayHandle pinv_values = host.vector<R>({R(13)});
+  ZwArrayHandle pinv_work = host.vector<T>({T(14)});
+  ZwArrayHandle pinv_real_work = host.vector<double>({15.0});
+  ZwArrayHandle pinv_int_work = host.vector<int32_t>({16});
 
   ZwArrayHandle mat(int r, int c, const std::vector<T>& v) { return host.matrix<T>(r, c, v); }
   int32_t exp(ZwArrayHandle a) {
@@ -36,6 +43,11 @@ template <class T> class MatrixFunctionsTest : public ::testing::Test {
   int32_t sqrt(ZwArrayHandle a, ZwArrayHandle x) {
     given(scale, root_work, root_balance, schur_work, schur_real_work);
     return MatFun<T>::sqrt(a, x, scale, root_work, root_balance, schur_work, schur_real_work);
+  }
+  int32_t pow(ZwArrayHandle a, int32_t p) {
+    given(power_work, pinv_factors, pinv_values, pinv_work, pinv_real_work, pinv_int_work);
+    return MatFun<T>::pow(a, p, power_work, pinv_factors, pinv_values, pinv_work, pinv_real_work,
+                          pinv_int_work);
   }
   // Every scratch handle that a call has been given is empty.
   void expect_scratch_empty() {
@@ -335,6 +347,102 @@ TEST(TriangularSquareRoot, RecursionSumsTheElementRecurrence) {
   }
 }
 
+// ---- power -------------------------------------------------------------------------------------
+
+TYPED_TEST(MatrixFunctionsTest, PowerMatchesRepeatedProducts) {
+  using T = TypeParam;
+  const int n = 6;
+  // I + E with E small: well conditioned, so negative powers are inverse
+  // powers and every power stays of moderate size.
+  auto v = random_values<T>(n * n, 600);
+  for (T& x : v) x *= RealOf<T>(0.3 / n);
+  for (int i = 0; i < n; ++i) v[i * n + i] += T(1);
+  for (int p = -5; p <= 9; ++p) {
+    ZwArrayHandle a = this->mat(n, n, v);
+    ASSERT_EQ(this->pow(a, p), 0) << p;
+    EXPECT_LE(this->distance(a, power_by_products(widen(v), n, p)), 20.0L * (std::abs(p) + 1) * n * epsilon<T>())
+        << p;
+    this->expect_scratch_empty();
+  }
+  // A large power of a shear stays in integers that every type holds exactly.
+  const int big = 1000003;
+  ZwArrayHandle shear = this->mat(2, 2, {make<T>(1), make<T>(1), make<T>(0), make<T>(1)});
+  ASSERT_EQ(this->pow(shear, big), 0);
+  EXPECT_EQ(matrix_values<T>(shear), (std::vector<T>{make<T>(1), make<T>(big), make<T>(0), make<T>(1)}));
+  shear = this->mat(2, 2, {make<T>(1), make<T>(1), make<T>(0), make<T>(1)});
+  ASSERT_EQ(this->pow(shear, -3), 0);
+  EXPECT_LE(this->distance(shear, {1, -3, 0, 1}), 16 * epsilon<T>());
+  // -2^31 is the power 2^31 of the pseudo-inverse: even, so a reflection
+  // gives the identity (a magnitude clipped to 2^31 - 1 would give it back).
+  ZwArrayHandle reflection = this->mat(2, 2, {make<T>(1), make<T>(0), make<T>(0), make<T>(-1)});
+  ASSERT_EQ(this->pow(reflection, INT32_MIN), 0);
+  EXPECT_LE(this->distance(reflection, identity(2)), 16 * epsilon<T>());
+  this->expect_scratch_empty();
+}
+
+TYPED_TEST(MatrixFunctionsTest, PowerZeroAndOneNeedNoScratch) {
+  using T = TypeParam;
+  const T nan = make<T>(std::nan(""), std::nan(""));
+  ZwArrayHandle a = this->mat(3, 3, std::vector<T>(9, nan));
+  ASSERT_EQ(MatFun<T>::pow(a, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_TRUE(bitwise_equal(matrix_values<T>(a), widen_back<T>(identity(3))));
+  const std::vector<T> v = {make<T>(1, 2), nan, make<T>(-0.0), make<T>(3)};
+  a = this->mat(2, 2, v);
+  ASSERT_EQ(MatFun<T>::pow(a, 1, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_TRUE(bitwise_equal(matrix_values<T>(a), v));
+  // Products propagate what they are given: no screen for positive powers.
+  a = this->mat(2, 2, v);
+  ASSERT_EQ(this->pow(a, 3), 0);
+  EXPECT_TRUE(std::isnan(std::real(matrix_values<T>(a)[0])));
+  a = this->mat(2, 2, v);
+  EXPECT_EQ(MatFun<T>::pow(a, 2, nullptr, this->pinv_factors, this->pinv_values, this->pinv_work,
+                           this->pinv_real_work, this->pinv_int_work), -20999);
+  this->expect_emptied(a);
+  this->expect_scratch_empty();
+}
+
+// A = u v^H has rank one; its pseudo-inverse is v u^H / (|u|^2 |v|^2) and
+// (A+)^k = (u^H v)^(k-1) v u^H / (|u|^2 |v|^2)^k.
+TYPED_TEST(MatrixFunctionsTest, PowerOfSingularMatrixUsesPseudoInverse) {
+  using T = TypeParam;
+  ZwArrayHandle a = this->mat(2, 2, {make<T>(1), make<T>(0), make<T>(0), make<T>(0)});
+  ASSERT_EQ(this->pow(a, -2), 0);
+  EXPECT_LE(this->distance(a, {1, 0, 0, 0}), 8 * epsilon<T>());
+  const int n = 4;
+  const WideMatrix u = widen(random_values<T>(n, 700)), w = widen(random_values<T>(n, 701));
+  std::vector<T> av(n * n);
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < n; ++j) av[i * n + j] = widen_back<T>({u[i] * std::conj(w[j])})[0];
+  wide uw = 0;
+  long double uu = 0, ww = 0;
+  for (int i = 0; i < n; ++i) {
+    uw += std::conj(u[i]) * w[i];
+    uu += std::norm(u[i]);
+    ww += std::norm(w[i]);
+  }
+  for (int k : {1, 2, 5}) {
+    ZwArrayHandle m = this->mat(n, n, av);
+    ASSERT_EQ(this->pow(m, -k), 0) << k;
+    WideMatrix want(n * n);
+    const wide c = std::pow(uw, k - 1) / std::pow(uu * ww, static_cast<long double>(k));
+    for (int i = 0; i < n; ++i)
+      for (int j = 0; j < n; ++j) want[i * n + j] = c * w[i] * std::conj(u[j]);
+    EXPECT_LE(this->distance(m, want), 100.0L * k * epsilon<T>()) << k;
+  }
+  this->expect_scratch_empty();
+}
+
+TYPED_TEST(MatrixFunctionsTest, PowerChecksSquareBeforeEmpty) {
+  using T = TypeParam;
+  for (auto [r, c] : {std::pair{2, 3}, {0, 3}, {3, 0}}) {
+    ZwArrayHandle a = this->mat(r, c, std::vector<T>(r * c, T(1)));
+    EXPECT_EQ(this->pow(a, 2), -20040) << r << " x " << c;
+    this->expect_emptied(a);
+  }
+  EXPECT_EQ(this->pow(this->mat(0, 0, {}), 0), -20003);
+  this->expect_scratch_empty();
+}
+
 // ---- every path hands its scratch back ----------------------------------------------------------
 
 // Each resize of a successful call made to fail in turn: -20001, the output
@@ -374,6 +482,44 @@ TYPED_TEST(MatrixFunctionsTest, FailingResizesLeaveNothingBehind) {
     if (s < 0) this->expect_emptied(x);
     return s;
   }, "square root");
+  for (int32_t p : {-1, -3, 2, 5}) {
+    sweep([&](ZwArrayHandle a) {
+      const int32_t s = this->pow(a, p);
+      if (s < 0) this->expect_emptied(a);
+      return s;
+    }, "power");
+  }
+}
+
+// ---- the order of products of the power ----------------------------------------------------------
+
+// The buffers hold exponents of one matrix, so a product adds them: the
+// result must be P^m, after the promised number of products.
+TEST(BinaryPower, ProductCountAndResult) {
+  auto run = [](uint32_t m, int& products) {
+    int64_t exponent[3] = {1, -1, -1};
+    products = 0;
+    auto multiply = [&](int x, int y, int out) {
+      ASSERT_NE(out, x);
+      ASSERT_NE(out, y);
+      exponent[out] = exponent[x] + exponent[y];
+      ++products;
+    };
+    auto copy = [&](int from, int to) { exponent[to] = exponent[from]; };
+    return exponent[tarnx::binaryPower(0, 1, 2, m, multiply, copy)];
+  };
+  int products = 0;
+  for (uint32_t m : {1u, 3u, 5u, 6u, 7u, 12u, 255u, 1000u, 1000003u, 2147483647u}) {
+    EXPECT_EQ(run(m, products), static_cast<int64_t>(m));
+    EXPECT_LE(products, 2 * static_cast<int>(std::log2(m))) << m;
+  }
+  for (int k = 1; k <= 31; ++k) {
+    const uint32_t m = uint32_t{1} << k;
+    EXPECT_EQ(run(m, products), static_cast<int64_t>(m));
+    EXPECT_EQ(products, k) << "a power of two is squarings only";
+  }
+  EXPECT_EQ(run(255u, products), 255);
+  EXPECT_EQ(products, 14);
 }
 
 // ---- the exponential's scalar decisions ---------------------------------------------------------

@@ -19,6 +19,10 @@ template <class T> struct MatFun;
                         ZwArrayHandle b, ZwArrayHandle s1, ZwArrayHandle s2) {                  \
       return t##MtrxSqrtH(a, x, s, w, b, s1, s2);                                              \
     }                                                                                            \
+    static int32_t pow(ZwArrayHandle a, int32_t p, ZwArrayHandle w, ZwArrayHandle f,            \
+                       ZwArrayHandle s, ZwArrayHandle k1, ZwArrayHandle k2, ZwArrayHandle k3) { \
+      return t##MtrxPowH(a, p, w, f, s, k1, k2, k3);                                             \
+    }                                                                                            \
   };
 TARNX_TEST_MATFUN(s, float)
 TARNX_TEST_MATFUN(d, double)
@@ -47,6 +51,13 @@ template <class T> std::vector<T> widen_back(const WideMatrix& w) {
   return a;
 }
 
+template <class T> bool bitwise_equal(const std::vector<T>& a, const std::vector<T>& b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i)
+    if (!same_bits(a[i], b[i])) return false;
+  return true;
+}
+
 inline WideMatrix product(const WideMatrix& x, const WideMatrix& y, int n) {
   WideMatrix z(x.size());
   for (int i = 0; i < n; ++i)
@@ -72,6 +83,42 @@ inline WideMatrix identity(int n) {
   WideMatrix e(static_cast<std::size_t>(n) * n);
   for (int i = 0; i < n; ++i) e[i * n + i] = 1;
   return e;
+}
+
+// A^-1 by Gauss-Jordan elimination with partial pivoting.
+inline WideMatrix inverse(WideMatrix a, int n) {
+  WideMatrix x = identity(n);
+  for (int c = 0; c < n; ++c) {
+    int pivot = c;
+    for (int r = c + 1; r < n; ++r)
+      if (std::abs(a[r * n + c]) > std::abs(a[pivot * n + c])) pivot = r;
+    for (int j = 0; j < n; ++j) {
+      std::swap(a[c * n + j], a[pivot * n + j]);
+      std::swap(x[c * n + j], x[pivot * n + j]);
+    }
+    const wide d = a[c * n + c];
+    for (int j = 0; j < n; ++j) {
+      a[c * n + j] /= d;
+      x[c * n + j] /= d;
+    }
+    for (int r = 0; r < n; ++r) {
+      if (r == c) continue;
+      const wide f = a[r * n + c];
+      for (int j = 0; j < n; ++j) {
+        a[r * n + j] -= f * a[c * n + j];
+        x[r * n + j] -= f * x[c * n + j];
+      }
+    }
+  }
+  return x;
+}
+
+// A^p by |p| - 1 plain products, of A^-1 for negative p; A^0 = I.
+inline WideMatrix power_by_products(const WideMatrix& a, int n, int p) {
+  const WideMatrix base = p < 0 ? inverse(a, n) : a;
+  WideMatrix x = identity(n);
+  for (int i = 0; i < std::abs(p); ++i) x = product(x, base, n);
+  return x;
 }
 
 // e^A by its Taylor series on A / 2^s with |A / 2^s| below 1/8 and s
