@@ -249,6 +249,29 @@ TARNX_DECLARE_CHARACTERISTICS(z, double)
 #undef TARNX_DECLARE_CHARACTERISTICS
 
 /* ---- matrix functions ------------------------------------------------------------- */
+/* Exponential in place, principal square root into a complex X, integer power
+ * in place. Every array after A (and X) is a scratch handle that comes back
+ * empty; scaleFactors is real (float for s and c, double for d and z),
+ * pivots int32, schurScratch2 double, pinvScratch2 real, pinvScratch4 double
+ * and pinvScratch5 int32; the rest take the element type (complex for the
+ * square root's workspace, balanceWorkspace and schurScratch1). */
+#define TARNX_DECLARE_MATFUN(t)                                                               \
+  TARNX_API int32_t t##MtrxExpH(ZwArrayHandle A, ZwArrayHandle workspace,                     \
+                                ZwArrayHandle scaleFactors, ZwArrayHandle balanceWorkspace,   \
+                                ZwArrayHandle solveWorkspace, ZwArrayHandle pivots);          \
+  TARNX_API int32_t t##MtrxSqrtH(ZwArrayHandle A, ZwArrayHandle X,                            \
+                                 ZwArrayHandle scaleFactors, ZwArrayHandle workspace,         \
+                                 ZwArrayHandle balanceWorkspace, ZwArrayHandle schurScratch1, \
+                                 ZwArrayHandle schurScratch2);                                \
+  TARNX_API int32_t t##MtrxPowH(ZwArrayHandle A, int32_t p, ZwArrayHandle powerWorkspace,     \
+                                ZwArrayHandle pinvScratch1, ZwArrayHandle pinvScratch2,       \
+                                ZwArrayHandle pinvScratch3, ZwArrayHandle pinvScratch4,       \
+                                ZwArrayHandle pinvScratch5);
+TARNX_DECLARE_MATFUN(s)
+TARNX_DECLARE_MATFUN(d)
+TARNX_DECLARE_MATFUN(c)
+TARNX_DECLARE_MATFUN(z)
+#undef TARNX_DECLARE_MATFUN
 
 /* ---- linear fit ------------------------------------------------------------------- */
 /* Fits y = slope*x + intercept by method 0 (least squares), 1 (least absolute
