@@ -216,10 +216,12 @@ std::string Call::show(std::size_t i, const Format& f) const {
   return f.indent + describe(a.name, v) + "\n" + format_rows(v, f.digits, f.indent + "  ");
 }
 
-std::string Call::show_inputs(const Format& f) const {
+std::string Call::show_inputs(const Format& f, const std::vector<std::string>& hidden) const {
   std::string out;
   for (std::size_t i = 0; i < args_.size(); ++i)
-    if (is_input(info_.args[i].kind.role)) out += show(i, f);
+    if (is_input(info_.args[i].kind.role) &&
+        std::find(hidden.begin(), hidden.end(), info_.args[i].name) == hidden.end())
+      out += show(i, f);
   return out;
 }
 

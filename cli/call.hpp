@@ -60,7 +60,7 @@ class Call {
 
   // The inputs as bound (for showing what goes in), and the outputs as the
   // library left them.
-  std::string show_inputs(const Format& f) const;
+  std::string show_inputs(const Format& f, const std::vector<std::string>& hidden = {}) const;
   std::string show_outputs(const Format& f) const;
 
   const ExportInfo& info() const { return info_; }

@@ -69,13 +69,17 @@ int run_demo(const Library& lib) {
       // An array input the tour does not mention (a variant that keeps an
       // ignored workspace as an input, to share its family's signature)
       // gets an empty array.
+      std::vector<std::string> unmentioned;
       std::size_t input = 0;
       for (const ExportArg& a : info->args) {
         if (!is_input(a.kind.role)) continue;
-        if (input++ >= step.args.size() && a.kind.shape != arg::Shape::Scalar) args.push_back("[]");
+        if (input++ >= step.args.size() && a.kind.shape != arg::Shape::Scalar) {
+          args.push_back("[]");
+          unmentioned.emplace_back(a.name);
+        }
       }
       call.bind(args, store, &stdin_used);
-      print(call.show_inputs(format));
+      print(call.show_inputs(format, unmentioned));
       const int32_t status = call.run();
       print(format.indent + status_line(status));
       print(call.show_outputs(format));
