@@ -208,7 +208,6 @@ int32_t LogarithmWorker(Handle a, Handle x, Handle workspace, Handle schur_work,
   const int32_t n = rows(a);
   if (n < 1) return EmptyInput;
   if (cols(a) != n) return NotSquare;
-  if (2 * size_bits(n) >= 31) return OutOfMemory;
   C* out = nullptr;
   if (ResizeMatrix<C>(x, n, n, &out) != Ok) return OutOfMemory;
   const T* in = matrix_data<T>(a);

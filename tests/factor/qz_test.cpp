@@ -76,6 +76,12 @@ template <class T> class QZTest : public ::testing::Test {
         const bool pair_entry = !is_complex<T> && i == j + 1 && (j == 0 || s[j * n + j - 1] == T(0));
         EXPECT_TRUE(pair_entry || s[i * n + j] == T(0)) << "S " << i << "," << j;
       }
+    // T's diagonal is real and non-negative; a real pair's block of T is
+    // diagonal.
+    for (int j = 0; j < n; ++j) {
+      EXPECT_TRUE(cd(t[j * n + j]).imag() == 0 && cd(t[j * n + j]).real() >= 0) << j;
+      EXPECT_TRUE(j + 1 == n || s[(j + 1) * n + j] == T(0) || t[j * n + j + 1] == T(0)) << j;
+    }
     // Each 1 x 1 block gives its eigenvalue as S(j, j) / T(j, j).
     const auto ev = vector_values<C>(w);
     const double scale = std::sqrt(std::norm(cd(s[0])) + std::norm(cd(t[0]))) + 1;
