@@ -73,7 +73,7 @@ TYPED_TEST(LogarithmTest, ExpOfLogIsA) {
     auto a = random_values<T>(n * n, 80 + n);
     for (int i = 0; i < n; ++i) a[i * n + i] += T(RealOf<T>(std::sqrt(n) + 1));
     ASSERT_EQ(this->run(n, a), 0) << n;
-    EXPECT_LE(relative_distance(reference_exp(n, this->result()), widen(a)), 50.0 * n * epsilon<T>()) << n;
+    EXPECT_LE(relative_distance(reference_exp(n, this->result()), widen(a)), 20.0 * n * epsilon<T>()) << n;
   }
   // r times a rotation by 3 radians: eigenvalues r e^(+-3i), close to the
   // negative real axis, and the real logarithm ln(r) I + 3 J.
