@@ -17,14 +17,10 @@ template <class T> class QZTest : public ::testing::Test {
   ZwArrayHandle a{}, b{}, q = host.empty(), z = host.empty(), w = host.empty(), work = host.empty(),
                 rwork = host.empty();
 
-  int32_t run(int32_t n, const std::vector<T>& av, const std::vector<T>& bv, int32_t vectors,
-              ZwArrayHandle work_h, ZwArrayHandle rwork_h) {
-    a = host.matrix<T>(n, n == 0 ? 0 : int32_t(av.size()) / n, av);
-    b = host.matrix<T>(n, n == 0 ? 0 : int32_t(bv.size()) / n, bv);
-    return call(vectors, work_h, rwork_h);
-  }
   int32_t run(int32_t n, const std::vector<T>& av, const std::vector<T>& bv, int32_t vectors = 1) {
-    return run(n, av, bv, vectors, work, rwork);
+    a = host.matrix<T>(n, n, av);
+    b = host.matrix<T>(n, n, bv);
+    return call(vectors, work, rwork);
   }
   int32_t call(int32_t vectors, ZwArrayHandle work_h, ZwArrayHandle rwork_h) {
     constexpr auto fn = std::is_same_v<T, float> ? sQZH : std::is_same_v<T, double> ? dQZH
