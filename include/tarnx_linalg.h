@@ -210,8 +210,57 @@ TARNX_DECLARE_SOLVE(z, ZwComplex128)
 #undef TARNX_DECLARE_SOLVE
 
 /* ---- condition number, rank, pseudo-inverse, least squares ------------------------- */
+/* Tolerances and the condition number are real: float for s and c, double for d and z.
+ * normType: 0 two-norm, 1 one-norm, 2 Frobenius, 3 infinity-norm. A negative tolerance
+ * selects the default max(m, n) * s1 * epsilon (rank, pseudo-inverse); for least squares
+ * a tolerance of 0 selects the pseudo-inverse method, any other the core's solver. Every
+ * scratch handle comes back empty; realWork is double for both complex precisions. */
+#define TARNX_DECLARE_CHARACTERISTICS(t, R)                                                  \
+  TARNX_API int32_t t##CondNumberH(ZwArrayHandle A, int32_t normType, R *result,              \
+                                   ZwArrayHandle singularValues, ZwArrayHandle copy,         \
+                                   ZwArrayHandle work, ZwArrayHandle realWork,               \
+                                   ZwArrayHandle intWork, ZwArrayHandle inverseWork,         \
+                                   ZwArrayHandle pivots);                                    \
+  TARNX_API int32_t t##RankH(ZwArrayHandle A, R tolerance, int32_t *rank,                    \
+                             ZwArrayHandle singularValues, ZwArrayHandle work,               \
+                             ZwArrayHandle realWork, ZwArrayHandle intWork);                 \
+  TARNX_API int32_t t##PseudoInvMtrxH(ZwArrayHandle A, R tolerance,                          \
+                                      ZwArrayHandle singularValues, ZwArrayHandle factors,   \
+                                      ZwArrayHandle work, ZwArrayHandle realWork,            \
+                                      ZwArrayHandle intWork);                                \
+  TARNX_API int32_t t##LSEqH(ZwArrayHandle A, ZwArrayHandle B, R tolerance, ZwArrayHandle X, \
+                             ZwArrayHandle svdScratch1, ZwArrayHandle svdScratch2,           \
+                             ZwArrayHandle svdScratch3, ZwArrayHandle solveWorkspace,        \
+                             ZwArrayHandle singularValues);                                  \
+  TARNX_API int32_t t##LSEqSetH(ZwArrayHandle A, ZwArrayHandle B, R tolerance,               \
+                                ZwArrayHandle X, ZwArrayHandle svdScratch1,                  \
+                                ZwArrayHandle svdScratch2, ZwArrayHandle svdScratch3,        \
+                                ZwArrayHandle solveWorkspace, ZwArrayHandle singularValues);
+TARNX_DECLARE_CHARACTERISTICS(s, float)
+TARNX_DECLARE_CHARACTERISTICS(d, double)
+TARNX_DECLARE_CHARACTERISTICS(c, float)
+TARNX_DECLARE_CHARACTERISTICS(z, double)
+#undef TARNX_DECLARE_CHARACTERISTICS
 
 /* ---- matrix functions ------------------------------------------------------------- */
+/* Exponential in place, principal square root into a complex X, integer power
+ * in place. Every array after A (and X) is a scratch handle that comes back
+ * empty; scaleFactors is real (float for s and c, double for d and z),
+ * pivots int32, schurScratch2 double, pinvScratch2 real, pinvScratch4 double
+ * and pinvScratch5 int32; the rest take the element type (complex for the
+ * square root's workspace, balanceWorkspace and schurScratch1). */
+#define TARNX_DECLARE_MATFUN(t)                                                               \
+  TARNX_API int32_t t##MtrxExpH(ZwArrayHandle A, ZwArrayHandle workspace,                     \
+                                ZwArrayHandle scaleFactors, ZwArrayHandle balanceWorkspace,   \
+                                ZwArrayHandle solveWorkspace, ZwArrayHandle pivots);          \
+  TARNX_API int32_t t##MtrxSqrtH(ZwArrayHandle A, ZwArrayHandle X, ZwArrayHandle scaleFactors, \
+                                 ZwArrayHandle workspace, ZwArrayHandle balanceWorkspace,     \
+                                 ZwArrayHandle schurScratch1, ZwArrayHandle schurScratch2);
+TARNX_DECLARE_MATFUN(s)
+TARNX_DECLARE_MATFUN(d)
+TARNX_DECLARE_MATFUN(c)
+TARNX_DECLARE_MATFUN(z)
+#undef TARNX_DECLARE_MATFUN
 
 /* ---- linear fit ------------------------------------------------------------------- */
 /* Fits y = slope*x + intercept by method 0 (least squares), 1 (least absolute

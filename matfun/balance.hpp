@@ -1,0 +1,82 @@
+#pragma once
+// Diagonal balancing shared by the matrix functions: B = D^-1 A D with D a
+// diagonal of powers of the radix chosen by the core (?gebal, scaling only),
+// and the way back, f(A) = D f(B) D^-1 (?gebak). Balancing only evens out the
+// row and column norms; it never permutes, so a triangular matrix stays
+// triangular and the scaling commutes with every matrix function.
+#include <cstdint>
+
+#include "frame/core.hpp"
+#include "frame/handle.hpp"
+#include "frame/layout.hpp"
+
+namespace tarnx {
+
+// Empties the named scratch handles when the routine that sized them
+// returns, on every path; null handles are skipped. The matrix functions
+// call each other's pieces below the export boundary, so they cannot leave
+// the emptying to the export.
+template <class T> struct EmptiedOnReturn {
+  explicit EmptiedOnReturn(Handle h) : handle(h) {}
+  EmptiedOnReturn(const EmptiedOnReturn&) = delete;
+  EmptiedOnReturn& operator=(const EmptiedOnReturn&) = delete;
+  ~EmptiedOnReturn() { release_scratch<T>(handle); }
+  Handle handle;
+};
+
+// Element count of an n x n block, or -1 when it does not fit a handle.
+inline int32_t square_count(int32_t n, int32_t blocks = 1, int32_t extra = 0) {
+  const int64_t count = static_cast<int64_t>(n) * n * blocks + extra;
+  return count > INT32_MAX ? -1 : static_cast<int32_t>(count);
+}
+
+// The indices of the balanced range that ?gebal reports; with scaling only
+// they span the whole matrix, but ?gebak wants them back as they were given.
+struct BalancedRange {
+  int ilo = 1;
+  int ihi = 1;
+};
+
+// Balances the row-major n x n matrix `a` in place. `scale` (n values)
+// receives the factors; `workspace` holds the column-major copy the core works
+// on and comes back empty.
+template <class T>
+int32_t balanceMatrix(T* a, int32_t n, RealOf<T>* scale, Handle workspace, BalancedRange* range) {
+  EmptiedOnReturn<T> release(workspace);
+  if (workspace == nullptr) return InternalError;
+  const int32_t count = square_count(n);
+  if (count < 0) return OutOfMemory;
+  T* w = nullptr;
+  if (ResizeVector<T>(workspace, count, &w) != Ok) return OutOfMemory;
+  ToColumnMajor(a, n, n, w);
+  int info = 0;
+  Core<T>::gebal("S", &n, w, &n, &range->ilo, &range->ihi, scale, &info);
+  if (info != 0) return InternalError;
+  ToColumnMajor(w, n, n, a);
+  return Ok;
+}
+
+// Undoes balanceMatrix on a function of the balanced matrix: `a` becomes
+// D a D^-1. The row scaling runs on a column-major copy; the column scaling
+// then runs on `a` itself, whose row-major block the core reads as the
+// transpose, so scaling "rows" of that view by 1/d scales our columns.
+template <class T>
+int32_t unbalanceMatrix(T* a, int32_t n, const RealOf<T>* scale, BalancedRange range,
+                        Handle workspace) {
+  EmptiedOnReturn<T> release(workspace);
+  if (workspace == nullptr) return InternalError;
+  const int32_t count = square_count(n);
+  if (count < 0) return OutOfMemory;
+  T* w = nullptr;
+  if (ResizeVector<T>(workspace, count, &w) != Ok) return OutOfMemory;
+  ToColumnMajor(a, n, n, w);
+  int info = 0;
+  Core<T>::gebak("S", "R", &n, &range.ilo, &range.ihi, scale, &n, w, &n, &info);
+  if (info != 0) return InternalError;
+  ToColumnMajor(w, n, n, a);
+  Core<T>::gebak("S", "L", &n, &range.ilo, &range.ihi, scale, &n, a, &n, &info);
+  if (info != 0) return InternalError;
+  return Ok;
+}
+
+}  // namespace tarnx

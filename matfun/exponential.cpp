@@ -1,0 +1,179 @@
+// Matrix exponential in place: e^A by balancing, scaling and squaring around
+// a diagonal Padé approximant whose degree follows from the scaled norm.
+#include <cmath>
+#include <cstddef>
+#include <utility>
+
+#include "frame/export.hpp"
+#include "matfun/balance.hpp"
+#include "matfun/pade.hpp"
+#include "solve/kernels.hpp"
+
+namespace tarnx {
+namespace {
+
+constexpr int kRowMajor = 101;
+constexpr int kNoTrans = 111;
+
+// Nonzero as the shortcut sees it: a NaN compares false and so does not
+// stop a matrix from counting as diagonal.
+template <class T> bool nonzero(T v) {
+  if constexpr (is_complex_v<T>) return std::abs(v.real()) > 0 || std::abs(v.imag()) > 0;
+  else return std::abs(v) > 0;
+}
+
+template <class T> bool is_diagonal(const T* a, int32_t n) {
+  for (int32_t i = 0; i < n; ++i) {
+    const T* row = a + static_cast<std::size_t>(i) * n;
+    for (int32_t j = 0; j < n; ++j)
+      if (j != i && nonzero(row[j])) return false;
+  }
+  return true;
+}
+
+// e^(x + iy). A zero y gives an exact zero imaginary part: e^x sin 0 would
+// be NaN once e^x overflows.
+template <class T> T scalar_exp(T v) {
+  if constexpr (is_complex_v<T>) {
+    using R = RealOf<T>;
+    const R magnitude = std::exp(v.real());
+    if (v.imag() == R(0)) return T(magnitude, R(0));
+    return T(magnitude * std::cos(v.imag()), magnitude * std::sin(v.imag()));
+  } else {
+    return std::exp(v);
+  }
+}
+
+// Infinity norm, in the working precision; complex elements count with
+// their modulus.
+template <class T> RealOf<T> infinity_norm(const T* a, int32_t n) {
+  using R = RealOf<T>;
+  R best = 0;
+  for (int32_t i = 0; i < n; ++i) {
+    const T* row = a + static_cast<std::size_t>(i) * n;
+    R sum = 0;
+    if constexpr (is_complex_v<T>) {
+      for (int32_t j = 0; j < n; ++j)
+        sum += std::sqrt(row[j].real() * row[j].real() + row[j].imag() * row[j].imag());
+    } else {
+      sum = Core<T>::asum(n, row, 1);
+    }
+    if (sum > best) best = sum;
+  }
+  return best;
+}
+
+template <class T> void multiply(int32_t n, const T* x, const T* y, T* out) {
+  const T one(1), zero(0);
+  Core<T>::gemm(kRowMajor, kNoTrans, kNoTrans, n, n, n, blas_scalar(one), x, n, y, n,
+                blas_scalar(zero), out, n);
+}
+
+// y += c x over n x n elements; the coefficients are real, so a complex
+// block is simply twice as many real numbers.
+template <class T> void add_scaled(int32_t count, double c, const T* x, T* y) {
+  using R = RealOf<T>;
+  const int32_t parts = is_complex_v<T> ? 2 * count : count;
+  Core<R>::axpy(parts, static_cast<R>(c), reinterpret_cast<const R*>(x), 1, reinterpret_cast<R*>(y), 1);
+}
+
+// e^A of the row-major n x n matrix `a`, in place. Scratch handles come back
+// empty: `workspace` and `scale_factors` here, the others in the pieces that
+// size them.
+template <class T>
+int32_t matrixExponential(T* a, int32_t n, Handle workspace, Handle scale_factors,
+                          Handle balance_workspace, Handle solve_workspace, Handle pivots) {
+  using R = RealOf<T>;
+  EmptiedOnReturn<R> release_scale(scale_factors);
+  EmptiedOnReturn<T> release_work(workspace);
+  const std::size_t stride = static_cast<std::size_t>(n) + 1;
+
+  if (is_diagonal(a, n)) {
+    for (int32_t i = 0; i < n; ++i) a[i * stride] = scalar_exp(a[i * stride]);
+    return Ok;
+  }
+
+  if (workspace == nullptr) return InternalError;
+  const int32_t count = square_count(n, 4);
+  if (count < 0) return OutOfMemory;
+  T* w = nullptr;
+  if (ResizeVector<T>(workspace, count, &w) != Ok) return OutOfMemory;
+  if (scale_factors == nullptr) return InternalError;
+  R* scale = nullptr;
+  if (ResizeVector<R>(scale_factors, n, &scale) != Ok) return OutOfMemory;
+
+  BalancedRange range;
+  if (int32_t status = balanceMatrix(a, n, scale, balance_workspace, &range); status != Ok)
+    return status;
+
+  // Scale A so that its norm is below 1; the squarings give the factor back.
+  const int32_t nn = square_count(n);
+  const double norm = static_cast<double>(infinity_norm(a, n));
+  const int32_t s = scalingPower(norm);
+  const double factor = std::pow(0.5, s);
+  if (s > 0) Core<T>::rscal(nn, static_cast<R>(factor), a, 1);
+  const double scaled_norm = norm * factor;
+
+  T* num = w;
+  T* den = w + nn;
+  T* power = den + nn;
+  T* spare = power + nn;
+
+  // The k = 0 and k = 1 terms, c_0 = 1 and c_1 = 1/2, in one pass.
+  for (int32_t i = 0; i < nn; ++i) {
+    num[i] = a[i] * R(0.5);
+    den[i] = a[i] * R(-0.5);
+  }
+  for (int32_t i = 0; i < n; ++i) {
+    num[i * stride] += R(1);
+    den[i * stride] += R(1);
+  }
+
+  // N = sum c_k A^k, D = sum (-1)^k c_k A^k with the coefficients of the
+  // diagonal approximant of degree q, built from one another.
+  multiply(n, a, a, power);
+  const int32_t q = selectPadeDegree(kExponentialTolerance, scaled_norm);
+  double c = 0.5, sign = 1.0;
+  for (int32_t k = 2; k <= q; ++k) {
+    c = c * (q - k + 1) / (static_cast<double>(2 * q - k + 1) * k);
+    add_scaled(nn, c, power, num);
+    add_scaled(nn, sign * c, power, den);
+    if (k == q) break;
+    multiply(n, power, a, spare);
+    std::swap(power, spare);
+    sign = -sign;
+  }
+
+  // F = D^-1 N, written where the first squaring wants it.
+  T* f = s == 0 ? a : spare;
+  if (int32_t status = solveGeneral(den, n, num, n, f, solve_workspace, pivots); status != Ok)
+    return status;
+  if (s > 0) {
+    // N and D are spent: N serves as the second buffer of the squarings.
+    T* other = num;
+    for (int32_t i = 1; i < s; ++i) {
+      multiply(n, f, f, other);
+      std::swap(f, other);
+    }
+    multiply(n, f, f, a);
+  }
+
+  return unbalanceMatrix(a, n, scale, range, balance_workspace);
+}
+
+template <class T>
+int32_t MatrixExponential(Handle a, Handle workspace, Handle scale_factors, Handle balance_workspace,
+                          Handle solve_workspace, Handle pivots) {
+  const int32_t n = rows(a);
+  if (n < 1) return EmptyInput;
+  if (cols(a) != n) return NotSquare;
+  // A failure leaves A emptied by the export: its contents are lost.
+  return matrixExponential(matrix_data<T>(a), n, workspace, scale_factors, balance_workspace,
+                           solve_workspace, pivots);
+}
+
+}  // namespace
+
+#include "matfun/exponential.exports"
+
+}  // namespace tarnx

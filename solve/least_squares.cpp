@@ -1,0 +1,211 @@
+// Minimum-norm least squares, A X ~ B, by one of two methods:
+//  - a truncated pseudo-inverse from the thin singular value decomposition,
+//    applied as V S+ U^H R with optional refinement passes on the residual;
+//  - the core's divide-and-conquer solver (?gelsd).
+// Both discard singular values not above tolerance * s1 * max(m, n) and
+// report a rank-deficient problem with a warning, keeping the solution.
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "factor/svd_kernel.hpp"
+#include "frame/core.hpp"
+#include "frame/export.hpp"
+#include "frame/layout.hpp"
+#include "solve/kernels.hpp"
+
+namespace tarnx {
+
+namespace {
+
+constexpr int kRowMajor = 101;
+constexpr int kNoTrans = 111;
+constexpr int kTrans = 112;
+constexpr int kConjTrans = 113;
+constexpr int32_t kMaxCount = std::numeric_limits<int32_t>::max();
+
+// A tolerance not above 0 stands for the machine epsilon.
+template <class T> RealOf<T> relative_threshold(RealOf<T> tolerance) {
+  return tolerance > 0 ? tolerance : Traits<T>::epsilon;
+}
+
+template <class T>
+int32_t leastSquaresByPseudoInverse(const T* a, int32_t m, int32_t n, const T* b, int32_t k,
+                                    RealOf<T> tolerance, int32_t passes, T* x,
+                                    Handle solve_workspace, Handle singular_values,
+                                    Handle svd_scratch1, Handle svd_scratch2,
+                                    Handle svd_scratch3) {
+  using R = RealOf<T>;
+  // Declared in this order so the workspace is emptied before the values.
+  const ScratchRelease<R> release_values(singular_values);
+  const ScratchRelease<T> release_workspace(solve_workspace);
+
+  if (m < 1 || n < 1 || k < 1) return EmptyInput;
+  if (HasNonFinite(b, m * k)) return NotFinite;
+  passes = std::clamp(passes, 1, 4);
+  const int32_t r = std::min(m, n);
+  const int64_t count = (static_cast<int64_t>(m) + n + k) * r + static_cast<int64_t>(m) * k;
+  if (solve_workspace == nullptr || singular_values == nullptr) return InternalError;
+  if (count > kMaxCount) return OutOfMemory;
+  if (int32_t status = ResizeVector<T>(solve_workspace, static_cast<int32_t>(count)); status != Ok)
+    return status;
+  if (int32_t status = ResizeVector<R>(singular_values, r); status != Ok) return status;
+  // Blocks of the workspace: U (m x r), V (n x r), the residual (m x k), the
+  // coefficients (r x k), all row-major.
+  T* const u = vector_data<T>(solve_workspace);
+  T* const v = u + static_cast<std::size_t>(m) * r;
+  T* const residual = v + static_cast<std::size_t>(n) * r;
+  T* const coefficients = residual + static_cast<std::size_t>(m) * k;
+  R* const s = vector_data<R>(singular_values);
+
+  if (int32_t status = SingularValueKernel<T>(a, m, n, u, s, v, 'S', svd_scratch1, svd_scratch2,
+                                              svd_scratch3);
+      status != Ok)
+    return status;
+
+  const R threshold = relative_threshold<T>(tolerance) * s[0] * static_cast<R>(std::max(m, n));
+  int32_t rank = 0;
+  for (int32_t i = 0; i < r; ++i) {
+    if (s[i] > threshold) {
+      s[i] = R(1) / s[i];
+      ++rank;
+    } else {
+      s[i] = R(0);
+    }
+  }
+
+  const T one(1), zero(0), minus_one(-1);
+  const int conj_trans = is_complex_v<T> ? kConjTrans : kTrans;
+  for (int32_t pass = 0; pass < passes; ++pass) {
+    std::memcpy(residual, b, sizeof(T) * static_cast<std::size_t>(m) * k);
+    // Later passes solve for the correction from what the current X leaves.
+    if (pass > 0)
+      Core<T>::gemm(kRowMajor, kNoTrans, kNoTrans, m, k, n, blas_scalar(minus_one), a, n, x, k,
+                    blas_scalar(one), residual, k);
+    Core<T>::gemm(kRowMajor, conj_trans, kNoTrans, r, k, m, blas_scalar(one), u, r, residual, k,
+                  blas_scalar(zero), coefficients, k);
+    for (int32_t i = 0; i < r; ++i) {
+      T* row = coefficients + static_cast<std::size_t>(i) * k;
+      for (int32_t j = 0; j < k; ++j) row[j] *= s[i];
+    }
+    // The first pass writes X outright (beta 0 reads nothing), so X needs no
+    // clearing beforehand.
+    const T& beta = pass == 0 ? zero : one;
+    Core<T>::gemm(kRowMajor, kNoTrans, kNoTrans, n, k, r, blas_scalar(one), v, r, coefficients, k,
+                  blas_scalar(beta), x, k);
+  }
+  return rank == r ? Ok : WarnRankDeficient;
+}
+
+// One call shape for the real and complex flavours of the core's solver.
+template <class T>
+void gelsd(int m, int n, int k, T* a, int lda, T* b, int ldb, RealOf<T>* s, RealOf<T> rcond,
+           int* rank, T* work, int lwork, RealOf<T>* rwork, int* iwork, int* info) {
+  if constexpr (is_complex_v<T>)
+    Core<T>::gelsd(&m, &n, &k, a, &lda, b, &ldb, s, &rcond, rank, work, &lwork, rwork, iwork, info);
+  else
+    Core<T>::gelsd(&m, &n, &k, a, &lda, b, &ldb, s, &rcond, rank, work, &lwork, iwork, info);
+  (void)rwork;
+}
+
+template <class T>
+int32_t leastSquaresByGelsd(const T* a, int32_t m, int32_t n, const T* b, int32_t k,
+                            RealOf<T> tolerance, T* x, Handle svd_scratch1, Handle svd_scratch2,
+                            Handle svd_scratch3) {
+  using R = RealOf<T>;
+  (void)svd_scratch2;  // this method has no use for it
+  const ScratchRelease<T> release(svd_scratch1, svd_scratch3);
+
+  if (m < 1 || n < 1 || k < 1) return EmptyInput;
+  if (HasNonFinite(a, m * n) || HasNonFinite(b, m * k)) return NotFinite;
+  const R rcond = relative_threshold<T>(tolerance) * static_cast<R>(std::max(m, n));
+  const int32_t ldb = std::max(m, n), r = std::min(m, n);
+
+  T query{};
+  R real_query{};
+  int int_query = 0, rank = 0, info = 0;
+  gelsd<T>(m, n, k, nullptr, m, nullptr, ldb, nullptr, rcond, &rank, &query, -1, &real_query,
+           &int_query, &info);
+  if (info != 0) return InternalError;
+  const int64_t lwork = workspace_size(query);
+  // The complex solver's real workspace rides at the end of the same
+  // handle, two reals to an element.
+  const int64_t real_elements =
+      is_complex_v<T> ? (static_cast<int64_t>(real_query) + 1) / 2 : 0;
+  const int64_t count = static_cast<int64_t>(ldb) * k + static_cast<int64_t>(m) * n + lwork + r +
+                        real_elements;
+
+  if (svd_scratch1 == nullptr) return InternalError;
+  if (count > kMaxCount) return OutOfMemory;
+  if (int32_t status = ResizeVector<T>(svd_scratch1, static_cast<int32_t>(count)); status != Ok)
+    return status;
+  if (svd_scratch3 == nullptr) return InternalError;
+  int32_t* iwork = nullptr;
+  if (int32_t status = ResizeVector<int32_t>(svd_scratch3, std::max(int_query, 1), &iwork);
+      status != Ok)
+    return status;
+
+  // A column-major, the right-hand sides (k columns of max(m, n)), the
+  // singular values, the core's workspace.
+  T* const ac = vector_data<T>(svd_scratch1);
+  T* const rhs = ac + static_cast<std::size_t>(m) * n;
+  T* const values = rhs + static_cast<std::size_t>(ldb) * k;
+  T* const work = values + r;
+  R* const rwork = reinterpret_cast<R*>(work + lwork);
+  ToColumnMajor(a, m, n, ac);
+  // Column j of the row-major B is every k-th element from b[j].
+  for (int32_t j = 0; j < k; ++j)
+    Core<T>::copy(m, b + j, k, rhs + static_cast<std::size_t>(j) * ldb, 1);
+
+  gelsd<T>(m, n, k, ac, m, rhs, ldb, reinterpret_cast<R*>(values), rcond, &rank, work,
+           static_cast<int>(lwork), rwork, iwork, &info);
+  if (info < 0) return InternalError;
+  if (info > 0) return NoConvergence;
+  // The first n rows of each column are the solution; the rest of an
+  // overdetermined column is the residual.
+  for (int32_t j = 0; j < k; ++j)
+    Core<T>::copy(n, rhs + static_cast<std::size_t>(j) * ldb, 1, x + j, k);
+  return rank == r ? Ok : WarnRankDeficient;
+}
+
+template <class T>
+int32_t LeastSquares(Handle a, Handle b, RealOf<T> tolerance, Handle x, Handle svd_scratch1,
+                     Handle svd_scratch2, Handle svd_scratch3, Handle solve_workspace,
+                     Handle singular_values) {
+  const int32_t m = rows(a), n = cols(a);
+  if (m < 1 || n < 1) return EmptyInput;
+  if (length(b) != m) return SizeMismatch;
+  T* xd = nullptr;
+  if (int32_t status = ResizeVector<T>(x, n, &xd); status != Ok) return status;
+  if (tolerance == 0)
+    return leastSquaresByPseudoInverse<T>(matrix_data<T>(a), m, n, vector_data<T>(b), 1, tolerance,
+                                          2, xd, solve_workspace, singular_values, svd_scratch1,
+                                          svd_scratch2, svd_scratch3);
+  return leastSquaresByGelsd<T>(matrix_data<T>(a), m, n, vector_data<T>(b), 1, tolerance, xd,
+                                svd_scratch1, svd_scratch2, svd_scratch3);
+}
+
+template <class T>
+int32_t LeastSquaresSet(Handle a, Handle b, RealOf<T> tolerance, Handle x, Handle svd_scratch1,
+                        Handle svd_scratch2, Handle svd_scratch3, Handle solve_workspace,
+                        Handle singular_values) {
+  const int32_t m = rows(a), n = cols(a), k = cols(b);
+  if (m < 1 || n < 1 || k < 1) return EmptyInput;
+  if (rows(b) != m) return SizeMismatch;
+  T* xd = nullptr;
+  if (int32_t status = ResizeMatrix<T>(x, n, k, &xd); status != Ok) return status;
+  // Few right-hand sides against a large matrix: the core's solver. Many:
+  // one decomposition reused by every column is cheaper.
+  if (tolerance != 0 && 4 * static_cast<int64_t>(k) <= std::max(m, n))
+    return leastSquaresByGelsd<T>(matrix_data<T>(a), m, n, matrix_data<T>(b), k, tolerance, xd,
+                                  svd_scratch1, svd_scratch2, svd_scratch3);
+  return leastSquaresByPseudoInverse<T>(matrix_data<T>(a), m, n, matrix_data<T>(b), k, tolerance,
+                                        tolerance == 0 ? 2 : 1, xd, solve_workspace,
+                                        singular_values, svd_scratch1, svd_scratch2, svd_scratch3);
+}
+
+}  // namespace
+
+#include "solve/least_squares.exports"
+
+}  // namespace tarnx

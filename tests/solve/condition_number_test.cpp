@@ -1,0 +1,180 @@
+// Condition number through the exports, against references formed in
+// double precision: a Gauss-Jordan inverse and plain norm loops, and
+// matrices built with known singular values.
+#include "solve/reference.hpp"
+
+namespace {
+
+using namespace test;
+
+template <class T> struct Cond;
+#define TARNX_TEST_COND(t, T)                                                                    \
+  template <> struct Cond<T> {                                                                   \
+    template <class... H> static int32_t call(ZwArrayHandle a, int32_t type, RealOf<T>* r, H... h) { \
+      return t##CondNumberH(a, type, r, h...);                                                   \
+    }                                                                                            \
+  };
+TARNX_TEST_COND(s, float)
+TARNX_TEST_COND(d, double)
+TARNX_TEST_COND(c, cfloat)
+TARNX_TEST_COND(z, cdouble)
+#undef TARNX_TEST_COND
+
+using Dense = std::vector<wide>;
+
+// Gauss-Jordan with partial pivoting.
+Dense reference_inverse(Dense a, int n) {
+  Dense x(n * n);
+  for (int i = 0; i < n; ++i) x[i * n + i] = 1;
+  for (int c = 0; c < n; ++c) {
+    int p = c;
+    for (int i = c + 1; i < n; ++i)
+      if (std::abs(a[i * n + c]) > std::abs(a[p * n + c])) p = i;
+    for (int j = 0; j < n; ++j) std::swap(a[c * n + j], a[p * n + j]), std::swap(x[c * n + j], x[p * n + j]);
+    const wide d = a[c * n + c];
+    for (int j = 0; j < n; ++j) a[c * n + j] /= d, x[c * n + j] /= d;
+    for (int i = 0; i < n; ++i) {
+      if (i == c) continue;
+      const wide f = a[i * n + c];
+      for (int j = 0; j < n; ++j) a[i * n + j] -= f * a[c * n + j], x[i * n + j] -= f * x[c * n + j];
+    }
+  }
+  return x;
+}
+
+double reference_norm(const Dense& a, int n, int type) {
+  double best = 0, squares = 0;
+  for (int i = 0; i < n; ++i) {
+    double row = 0, col = 0;
+    for (int j = 0; j < n; ++j) {
+      row += std::abs(a[i * n + j]);
+      col += std::abs(a[j * n + i]);
+      squares += std::norm(a[i * n + j]);
+    }
+    best = std::max(best, type == 1 ? col : row);
+  }
+  return type == 2 ? std::sqrt(squares) : best;
+}
+
+// (I - 2 w w^H / w^H w) applied from the left to the r x c matrix a.
+void reflect_rows(Dense& a, int r, int c, const Dense& w) {
+  double ww = 0;
+  for (const wide& v : w) ww += std::norm(v);
+  for (int j = 0; j < c; ++j) {
+    wide dot = 0;
+    for (int i = 0; i < r; ++i) dot += std::conj(w[i]) * a[i * c + j];
+    for (int i = 0; i < r; ++i) a[i * c + j] -= 2.0 / ww * w[i] * dot;
+  }
+}
+
+template <class T> class ConditionNumberTest : public ::testing::Test {
+ protected:
+  using R = RealOf<T>;
+  Host host;
+  ZwArrayHandle values = host.vector<R>({R(1)});
+  ZwArrayHandle copy = host.vector<T>({T(2)});
+  ZwArrayHandle work = host.vector<T>({T(3)});
+  ZwArrayHandle real_work = host.vector<double>({4});
+  ZwArrayHandle int_work = host.vector<int32_t>({5});
+  ZwArrayHandle inverse_work = host.vector<T>({T(6)});
+  ZwArrayHandle pivots = host.vector<int32_t>({7});
+
+  R cond(int m, int n, const std::vector<T>& a, int32_t type, int32_t want = 0) {
+    ZwArrayHandle h = host.matrix<T>(m, n, a);
+    R r = 0;
+    EXPECT_EQ(Cond<T>::call(h, type, &r, values, copy, work, real_work, int_work, inverse_work,
+                            pivots), want);
+    EXPECT_TRUE(same_values(matrix_values<T>(h), a));  // never modified
+    for (ZwArrayHandle s : {values, copy, work, real_work, int_work, inverse_work, pivots})
+      EXPECT_EQ(length(s), 0);
+    if (want < 0) {
+      EXPECT_TRUE(is_failure_nan(r));
+    }
+    return r;
+  }
+};
+TYPED_TEST_SUITE(ConditionNumberTest, ElementTypes);
+
+TYPED_TEST(ConditionNumberTest, MatchesReferencesInEveryNorm) {
+  using T = TypeParam;
+  const double tol = 200 * epsilon<T>();
+  for (int n : {1, 2, 5, 30}) {
+    const auto a = random_values<T>(n * n, 80 + n);
+    const Dense wa(a.begin(), a.end()), inverse = reference_inverse(wa, n);
+    for (int type : {1, 2, 3}) {
+      const double want = reference_norm(wa, n, type) * reference_norm(inverse, n, type);
+      EXPECT_NEAR(this->cond(n, n, a, type), want, tol * want * n) << n << " type " << type;
+    }
+  }
+  // A reflection times diag(s) has the singular values s, so the 2-norm
+  // condition number is s1 / sk for either orientation.
+  for (auto [m, n] : {std::pair{3, 2}, std::pair{6, 9}, std::pair{20, 12}}) {
+    Dense a(m * n);
+    for (int i = 0, k = std::min(m, n); i < k; ++i) a[i * n + i] = std::pow(10.0, -4.0 * i / (k - 1));
+    const auto w = random_values<T>(m, m);
+    reflect_rows(a, m, n, Dense(w.begin(), w.end()));
+    std::vector<T> given;
+    for (const wide& v : a) {
+      if constexpr (is_complex<T>) given.push_back(T(v));
+      else given.push_back(T(v.real()));
+    }
+    EXPECT_NEAR(this->cond(m, n, given, 0), 1e4, 1e4 * 1e4 * 20 * epsilon<T>()) << m << " x " << n;
+  }
+}
+
+TYPED_TEST(ConditionNumberTest, IdentitySingularAndNearlySingular) {
+  using T = TypeParam;
+  using R = RealOf<T>;
+  const R inf = std::numeric_limits<R>::infinity();
+  std::vector<T> identity(16);
+  for (int i = 0; i < 4; ++i) identity[i * 4 + i] = T(1);
+  for (int type : {0, 1, 3}) EXPECT_EQ(this->cond(4, 4, identity, type), R(1));
+  EXPECT_NEAR(this->cond(4, 4, identity, 2), R(4), 4 * epsilon<T>());
+
+  for (int type : {0, 1, 2, 3}) EXPECT_EQ(this->cond(3, 3, std::vector<T>(9), type), inf);
+  // An exactly zero pivot in the LU is singular as well.
+  for (int type : {1, 2, 3}) EXPECT_EQ(this->cond(2, 2, {T(1), T(2), T(2), T(4)}, type), inf);
+
+  const std::vector<T> tiny = {T(1), T(0), T(0), T(R(1e-20))};
+  EXPECT_NEAR(this->cond(2, 2, tiny, 0), R(1e20), R(1e20) * 4 * epsilon<T>());
+  // The LU path stays clear of 1e-20: the core's single-precision complex
+  // reciprocal squares its argument on the way and overflows there.
+  const std::vector<T> small_pivot = {T(1), T(0), T(0), T(R(1e-12))};
+  EXPECT_NEAR(this->cond(2, 2, small_pivot, 1), R(1e12), R(1e12) * 4 * epsilon<T>());
+  // A quotient past the largest value is still not the singular answer.
+  const R big = std::sqrt(std::numeric_limits<R>::max()) * 4, small = 1 / big;
+  for (int type : {0, 1, 2, 3})
+    EXPECT_EQ(this->cond(2, 2, {T(big), T(0), T(0), T(small)}, type), std::numeric_limits<R>::max());
+}
+
+TYPED_TEST(ConditionNumberTest, ChecksAndFailures) {
+  using T = TypeParam;
+  const auto a = random_values<T>(6, 90);
+  EXPECT_TRUE(std::isfinite(this->cond(3, 2, a, 0)));
+  this->cond(3, 2, a, 1, -20040);
+  this->cond(0, 2, {}, 0, -20003);
+  this->cond(2, 0, {}, 1, -20003);
+  this->cond(2, 3, a, 4, -20061);
+  this->cond(2, 3, a, -1, -20061);  // a huge unsigned value from the host
+  auto bad = a;
+  bad[2] = nan_of<T>;
+  this->cond(2, 3, bad, 0, -20068);
+  for (int type : {0, 1}) {  // singular values or copy first, then the kernels' scratch
+    for (int nth : {1, 2, 3}) {
+      FailNthResize fail(nth);
+      this->cond(2, 2, {T(1), T(2), T(3), T(5)}, type, -20001);
+    }
+  }
+  using R = RealOf<T>;
+  R r = 0;
+  EXPECT_EQ(Cond<T>::call(this->host.template matrix<T>(2, 2, {T(1), T(2), T(3), T(5)}), 0, &r,
+                          nullptr, this->copy, this->work, this->real_work, this->int_work,
+                          this->inverse_work, this->pivots), -20999);
+  EXPECT_EQ(Cond<T>::call(this->host.template matrix<T>(2, 2, {T(1), T(2), T(3), T(5)}), 3, &r,
+                          this->values, nullptr, this->work, this->real_work, this->int_work,
+                          this->inverse_work, this->pivots), -20999);
+  EXPECT_TRUE(is_failure_nan(r));
+  EXPECT_EQ(length(this->values), 0);
+}
+
+}  // namespace

@@ -1,0 +1,253 @@
+// Least squares through the exports. The reference is the minimum-norm
+// solution formed in double precision from a full-rank factorization
+// A = L F (L m x r, F r x n): x = F^H (F F^H)^-1 (L^H L)^-1 L^H b.
+#include "solve/reference.hpp"
+
+namespace {
+
+using namespace test;
+
+template <class T> struct LeastSquares;
+#define TARNX_TEST_LSQ(t, T)                                                                     \
+  template <> struct LeastSquares<T> {                                                           \
+    template <class... H> static int32_t one(H... h) { return t##LSEqH(h...); }                  \
+    template <class... H> static int32_t set(H... h) { return t##LSEqSetH(h...); }               \
+  };
+TARNX_TEST_LSQ(s, float)
+TARNX_TEST_LSQ(d, double)
+TARNX_TEST_LSQ(c, cfloat)
+TARNX_TEST_LSQ(z, cdouble)
+#undef TARNX_TEST_LSQ
+
+using Dense = std::vector<wide>;
+
+// Row-major r x c times c x q, optionally with the first factor's
+// conjugate transpose (then it is stored c x r).
+Dense multiply(const Dense& x, const Dense& y, int r, int c, int q, bool adjoint_x = false) {
+  Dense z(static_cast<std::size_t>(r) * q);
+  for (int i = 0; i < r; ++i)
+    for (int l = 0; l < c; ++l) {
+      const wide f = adjoint_x ? std::conj(x[l * r + i]) : x[i * c + l];
+      for (int j = 0; j < q; ++j) z[i * q + j] += f * y[l * q + j];
+    }
+  return z;
+}
+
+// Solves the r x r system M Z = Y (Y r x q) by Gauss-Jordan with pivoting.
+Dense solve(Dense m, int r, Dense y, int q) {
+  for (int c = 0; c < r; ++c) {
+    int p = c;
+    for (int i = c + 1; i < r; ++i)
+      if (std::abs(m[i * r + c]) > std::abs(m[p * r + c])) p = i;
+    for (int j = 0; j < r; ++j) std::swap(m[c * r + j], m[p * r + j]);
+    for (int j = 0; j < q; ++j) std::swap(y[c * q + j], y[p * q + j]);
+    for (int i = 0; i < r; ++i) {
+      if (i == c) continue;
+      const wide f = m[i * r + c] / m[c * r + c];
+      for (int j = 0; j < r; ++j) m[i * r + j] -= f * m[c * r + j];
+      for (int j = 0; j < q; ++j) y[i * q + j] -= f * y[c * q + j];
+    }
+  }
+  for (int i = 0; i < r; ++i)
+    for (int j = 0; j < q; ++j) y[i * q + j] /= m[i * r + i];
+  return y;
+}
+
+Dense minimum_norm_solution(const Dense& l, const Dense& f, const Dense& b, int m, int n, int r, int k) {
+  const Dense lb = multiply(l, b, r, m, k, true);
+  const Dense z = solve(multiply(l, l, r, m, r, true), r, lb, k);
+  Dense fft(r * r);
+  for (int i = 0; i < r; ++i)
+    for (int j = 0; j < r; ++j)
+      for (int c = 0; c < n; ++c) fft[i * r + j] += f[i * n + c] * std::conj(f[j * n + c]);
+  return multiply(f, solve(fft, r, z, k), n, r, k, true);
+}
+
+double frobenius(const Dense& x) {
+  double s = 0;
+  for (const wide& v : x) s += std::norm(v);
+  return std::sqrt(s);
+}
+double distance(const Dense& x, const Dense& y) {
+  double s = 0;
+  for (std::size_t i = 0; i < x.size(); ++i) s += std::norm(x[i] - y[i]);
+  return std::sqrt(s);
+}
+template <class T> Dense widen(const std::vector<T>& v) { return Dense(v.begin(), v.end()); }
+template <class T> std::vector<T> narrow(const Dense& v) {
+  std::vector<T> out;
+  for (const wide& w : v) {
+    if constexpr (is_complex<T>) out.push_back(T(w));
+    else out.push_back(T(w.real()));
+  }
+  return out;
+}
+
+template <class T> class LeastSquaresTest : public ::testing::Test {
+ protected:
+  using R = RealOf<T>;
+  Host host;
+  // Scratch handles arrive non-empty, so that emptying them is seen.
+  ZwArrayHandle s1 = host.vector<T>({T(1)});
+  ZwArrayHandle s2 = host.vector<double>({2});
+  ZwArrayHandle s3 = host.vector<int32_t>({3});
+  ZwArrayHandle workspace = host.vector<T>({T(4)});
+  ZwArrayHandle values = host.vector<R>({R(5)});
+
+  void expect_scratch_empty(bool with_workspace = true) {
+    for (ZwArrayHandle h : {s1, s2, s3, values}) EXPECT_EQ(length(h), 0);
+    if (with_workspace) {
+      EXPECT_EQ(length(workspace), 0);
+    }
+  }
+  // One right-hand side when k is 0 (the vector export), else k of them.
+  std::vector<T> lsq(int m, int n, const std::vector<T>& a, int k, const std::vector<T>& b, R tol,
+                     int32_t want, bool with_workspace = true) {
+    ZwArrayHandle ws = with_workspace ? workspace : nullptr;
+    ZwArrayHandle ah = host.matrix<T>(m, n, a), x = host.vector<T>({T(9), T(9)});
+    if (k == 0) {
+      EXPECT_EQ(LeastSquares<T>::one(ah, host.vector<T>(b), tol, x, s1, s2, s3, ws, values), want);
+      EXPECT_EQ(length(x), want < 0 ? 0 : n);
+    } else {
+      const int rb = static_cast<int>(b.size()) / k;
+      EXPECT_EQ(LeastSquares<T>::set(ah, host.matrix<T>(rb, k, b), tol, x, s1, s2, s3, ws, values), want);
+      EXPECT_EQ(rows(x), want < 0 ? 0 : n);
+      EXPECT_EQ(cols(x), want < 0 ? 0 : k);
+    }
+    expect_scratch_empty(with_workspace);
+    return want < 0 ? std::vector<T>{} : k == 0 ? vector_values<T>(x) : matrix_values<T>(x);
+  }
+};
+TYPED_TEST_SUITE(LeastSquaresTest, ElementTypes);
+
+TYPED_TEST(LeastSquaresTest, EveryMethodFindsTheMinimumNormSolution) {
+  using T = TypeParam;
+  struct Case { int m, n, r; };
+  // Over- and underdetermined of full rank, and rank-deficient both ways.
+  for (Case c : {Case{40, 10, 10}, Case{6, 15, 6}, Case{30, 12, 5}, Case{9, 20, 3}, Case{1, 1, 1}}) {
+    const bool full = c.r == std::min(c.m, c.n);
+    Dense l, f;
+    if (full && c.m >= c.n) {
+      l = widen(random_values<T>(c.m * c.n, 11 + c.m));
+      f.assign(c.n * c.n, 0);
+      for (int i = 0; i < c.n; ++i) f[i * c.n + i] = 1;
+    } else if (full) {
+      l.assign(c.m * c.m, 0);
+      for (int i = 0; i < c.m; ++i) l[i * c.m + i] = 1;
+      f = widen(random_values<T>(c.m * c.n, 12 + c.n));
+    } else {
+      l = widen(random_values<T>(c.m * c.r, 13 + c.m));
+      f = widen(random_values<T>(c.r * c.n, 14 + c.n));
+    }
+    const auto a = narrow<T>(multiply(l, f, c.m, c.r, c.n));
+    const int32_t status = full ? 0 : 20001;
+    // k = 0 is the vector export; 2 and 3 go to the core's solver unless
+    // the tolerance is 0; 12 is too many for it and takes one pass.
+    for (int k : {0, 2, 3, 12}) {
+      const int cols = k == 0 ? 1 : k;
+      const auto b = random_values<T>(c.m * cols, 15 + k);
+      // Reference from the matrix as it was rounded to T.
+      const Dense want = minimum_norm_solution(full && c.m >= c.n ? widen(a) : l,
+                                               full && c.m < c.n ? widen(a) : f, widen(b), c.m,
+                                               c.n, full && c.m >= c.n ? c.n : c.r, cols);
+      for (RealOf<T> tol : {RealOf<T>(0), RealOf<T>(-1)}) {
+        SCOPED_TRACE(::testing::Message() << c.m << " x " << c.n << " rank " << c.r << " k " << k
+                                          << " tol " << tol);
+        const Dense x = widen(this->lsq(c.m, c.n, a, k, b, tol, status));
+        EXPECT_LE(distance(x, want), 2000 * epsilon<T>() * frobenius(want));
+      }
+    }
+  }
+}
+
+TYPED_TEST(LeastSquaresTest, ClosedForms) {
+  using T = TypeParam;
+  const std::vector<T> a = {T(1), T(0), T(0), T(1), T(0), T(0)};
+  for (RealOf<T> tol : {RealOf<T>(0), RealOf<T>(-1)})
+    EXPECT_EQ(this->lsq(3, 2, a, 0, {T(1), T(2), T(3)}, tol, 0), (std::vector<T>{T(1), T(2)}));
+  const std::vector<T> ones(4, T(1));
+  // The core's solver with the default, and with 1e-10 where that is above
+  // the roundoff of a single-precision decomposition.
+  for (RealOf<T> tol : {RealOf<T>(0), RealOf<T>(-1), RealOf<T>(sizeof(RealOf<T>) == 8 ? 1e-10 : 1e-5)}) {
+    const auto x = this->lsq(2, 2, ones, 0, {T(2), T(2)}, tol, 20001);
+    for (const T& v : x) EXPECT_NEAR(std::abs(v - T(1)), 0, 8 * epsilon<T>());
+  }
+  EXPECT_EQ(this->lsq(1, 1, {T(0)}, 0, {T(3)}, 0, 20001), std::vector<T>{T(0)});
+}
+
+// The methods are told apart by the workspace only the pseudo-inverse uses.
+TYPED_TEST(LeastSquaresTest, TheToleranceAndShapeChooseTheMethod) {
+  using T = TypeParam;
+  const auto a = random_values<T>(300, 21);  // 100 x 3
+  this->lsq(100, 3, a, 0, random_values<T>(100, 22), 0, -20999, false);
+  this->lsq(100, 3, a, 0, random_values<T>(100, 22), -1, 0, false);  // -1 is not 0
+  this->lsq(100, 3, a, 0, random_values<T>(100, 22), RealOf<T>(1e-3), 0, false);
+  this->lsq(100, 3, a, 25, random_values<T>(2500, 23), -1, 0, false);
+  this->lsq(100, 3, a, 26, random_values<T>(2600, 23), -1, -20999, false);
+  this->lsq(100, 3, a, 1, random_values<T>(100, 22), 0, -20999, false);
+}
+
+// The same truncation rule with one pass (many right-hand sides, tolerance
+// -1) and with two (tolerance 0): the second pass shrinks the residual of
+// a consistent system whose singular values spread over much of the range.
+TYPED_TEST(LeastSquaresTest, TheSecondPassReducesTheResidual) {
+  using T = TypeParam;
+  const int m = 12, n = 8, k = 4;  // 4 k > 12: the pseudo-inverse for either tolerance
+  Dense a(m * n);
+  const double spread = std::sqrt(1 / epsilon<T>()) / 10;
+  for (int i = 0; i < n; ++i) a[i * n + i] = std::pow(spread, -double(i) / (n - 1));
+  // Mix rows and columns with random orthogonal-ish factors to hide the diagonal.
+  const Dense p = widen(random_values<T>(m * m, 31)), q = widen(random_values<T>(n * n, 32));
+  Dense mixed = multiply(multiply(p, a, m, m, n), q, m, n, n);
+  const auto ar = narrow<T>(mixed);
+  const auto x0 = random_values<T>(n * k, 33);
+  const auto b = narrow<T>(multiply(widen(ar), widen(x0), m, n, k));
+  auto residual = [&](const std::vector<T>& x) {
+    Dense r = multiply(widen(ar), widen(x), m, n, k);
+    return distance(r, widen(b));
+  };
+  const double one_pass = residual(this->lsq(m, n, ar, k, b, -1, 0));
+  const double two_passes = residual(this->lsq(m, n, ar, k, b, 0, 0));
+  EXPECT_LT(two_passes, one_pass / 2) << one_pass << " " << two_passes;
+}
+
+TYPED_TEST(LeastSquaresTest, FailuresEmptyX) {
+  using T = TypeParam;
+  const auto a = random_values<T>(12, 41);  // 4 x 3
+  const auto b = random_values<T>(4, 42);
+  for (RealOf<T> tol : {RealOf<T>(0), RealOf<T>(-1)}) {
+    this->lsq(0, 3, {}, 0, {}, tol, -20003);
+    this->lsq(4, 3, a, 0, random_values<T>(3, 43), tol, -20002);
+    this->lsq(4, 3, a, 1, random_values<T>(5, 43), tol, -20002);
+    auto bad = b;
+    bad[2] = nan_of<T>;
+    this->lsq(4, 3, a, 0, bad, tol, -20068);
+    auto bad_a = a;
+    bad_a[4] = nan_of<T>;
+    this->lsq(4, 3, bad_a, 0, b, tol, -20068);
+    // X first, then the method's scratch: the workspace, the singular
+    // values and the kernel's handles, or the core solver's two.
+    for (int nth = 1; nth <= (tol == 0 ? 4 + is_complex<T> : 3); ++nth) {
+      FailNthResize fail(nth);
+      this->lsq(4, 3, a, 0, b, tol, -20001);
+    }
+  }
+  ZwArrayHandle x = this->host.empty();
+  EXPECT_EQ(LeastSquares<T>::set(this->host.template matrix<T>(4, 3, a), this->host.template matrix<T>(4, 0, {}),
+                                 RealOf<T>(-1), x, this->s1, this->s2, this->s3, this->workspace,
+                                 this->values), -20003);  // no right-hand sides
+  // The core's solver needs its floating and its integer workspace.
+  EXPECT_EQ(LeastSquares<T>::one(this->host.template matrix<T>(4, 3, a), this->host.vector(b),
+                                 RealOf<T>(-1), x, nullptr, this->s2, this->s3, this->workspace,
+                                 this->values), -20999);
+  EXPECT_EQ(LeastSquares<T>::one(this->host.template matrix<T>(4, 3, a), this->host.vector(b),
+                                 RealOf<T>(-1), x, this->s1, this->s2, nullptr, this->workspace,
+                                 this->values), -20999);
+  EXPECT_EQ(LeastSquares<T>::one(this->host.template matrix<T>(4, 3, a), this->host.vector(b),
+                                 RealOf<T>(0), x, this->s1, this->s2, this->s3, this->workspace,
+                                 nullptr), -20999);
+  EXPECT_EQ(length(x), 0);
+  this->expect_scratch_empty();
+}
+
+}  // namespace
