@@ -293,13 +293,16 @@ TARNX_DECLARE_QZ(c)
 TARNX_DECLARE_QZ(z)
 #undef TARNX_DECLARE_QZ
 /* Principal logarithm X = log A, complex of A's precision for every type (a
- * real matrix may have a complex logarithm). workspace is complex of A's
- * precision, schurScratch1 likewise, schurScratch2 float64; all come back
- * empty and may be null for n = 1. Status -20041 when A has an eigenvalue 0;
- * +20006 (X kept) when an eigenvalue lies on the negative real axis (it takes
- * +i*pi) or has a squared modulus below the machine epsilon. */
+ * real matrix may have a complex logarithm); the arguments are the square
+ * root's: scaleFactors real of the precision, workspace, balanceWorkspace and
+ * schurScratch1 complex of the precision, schurScratch2 float64, all scratch
+ * handles that come back empty and may be null for n = 1. Status -20041 when
+ * A has an eigenvalue 0; +20006 (X kept) when an eigenvalue lies on the
+ * negative real axis (it takes +i*pi) or has a squared modulus below the
+ * machine epsilon. */
 #define TARNX_DECLARE_MTRXLN(t)                                                                 \
-  TARNX_API int32_t t##MtrxLnH(ZwArrayHandle A, ZwArrayHandle X, ZwArrayHandle workspace,       \
+  TARNX_API int32_t t##MtrxLnH(ZwArrayHandle A, ZwArrayHandle X, ZwArrayHandle scaleFactors,    \
+                               ZwArrayHandle workspace, ZwArrayHandle balanceWorkspace,         \
                                ZwArrayHandle schurScratch1, ZwArrayHandle schurScratch2);
 TARNX_DECLARE_MTRXLN(s)
 TARNX_DECLARE_MTRXLN(d)

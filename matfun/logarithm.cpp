@@ -11,10 +11,11 @@
 #include <numbers>
 
 #include "factor/schur.hpp"
-#include "factor/scratch_release.hpp"
 #include "frame/core.hpp"
 #include "frame/export.hpp"
 #include "frame/layout.hpp"
+#include "matfun/balance.hpp"
+#include "matfun/triangular_sqrt.hpp"
 
 namespace tarnx {
 namespace {
@@ -84,23 +85,6 @@ template <class C> double distance_to_identity(const C* t, int32_t n) {
   return largest;
 }
 
-// Principal square root of the upper triangular T (row-major) into R, by the
-// column recurrence R(i,j) = (T(i,j) - sum R(i,k) R(k,j)) / (R(i,i) + R(j,j)).
-// The logarithm reaches it only with no eigenvalue at 0 and none split
-// across the branch cut, so the divisors stay away from 0.
-template <class C> void triangular_root(const C* t, int32_t n, C* r) {
-  const std::size_t ld = static_cast<std::size_t>(n);
-  std::fill(r, r + ld * ld, C(0));
-  for (int32_t j = 0; j < n; ++j) {
-    r[j * ld + j] = std::sqrt(t[j * ld + j]);
-    for (int32_t i = j - 1; i >= 0; --i) {
-      C s = t[i * ld + j];
-      for (int32_t k = i + 1; k < j; ++k) s -= r[i * ld + k] * r[k * ld + j];
-      r[i * ld + j] = s / (r[i * ld + i] + r[j * ld + j]);
-    }
-  }
-}
-
 // Principal logarithm of one complex number. A value on the negative real
 // axis takes +i pi, whatever the sign of its zero imaginary part.
 template <class C> C scalar_log(C v) {
@@ -134,30 +118,40 @@ template <class C> int32_t check_spectrum(C* t, int32_t n) {
 }
 
 template <class C>
-int32_t MatrixLogarithm(C* x, int32_t n, Handle workspace, Handle schur_work, Handle schur_real_work) {
+int32_t MatrixLogarithm(C* x, int32_t n, Handle scale_factors, Handle workspace,
+                        Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
   using R = typename C::value_type;
+  EmptiedOnReturn<R> release_scale(scale_factors);
+  EmptiedOnReturn<C> release_work(workspace);
+  // Screened before balancing, which would take a NaN for an invalid argument.
+  if (HasNonFinite(x, n * n)) return NotFinite;
   if (n == 1) {
-    // Larger matrices are screened by the Schur kernel.
-    if (HasNonFinite(x, 1)) return NotFinite;
     const int32_t status = check_spectrum(x, 1);
     if (status != Singular) x[0] = scalar_log(x[0]);
     return status;
   }
   if (workspace == nullptr) return InternalError;
-  ScratchRelease<C> release(workspace);
-  const int64_t nn = static_cast<int64_t>(n) * n;
-  const int32_t count = handle_count(4 * nn + n);
+  const int32_t count = square_count(n, 4, n);
   if (count < 0) return OutOfMemory;
   C* w = nullptr;
   if (ResizeVector<C>(workspace, count, &w) != Ok) return OutOfMemory;
+  if (scale_factors == nullptr) return InternalError;
+  R* scale = nullptr;
+  if (ResizeVector<R>(scale_factors, n, &scale) != Ok) return OutOfMemory;
   // Blocks: Q, the eigenvalues, then three n x n blocks that the roots, the
   // approximant and the back-transformation share.
+  const int64_t nn = static_cast<int64_t>(n) * n;
   C* q = w;
   C* values = q + nn;
   C* spare = values + n;
   C* y = spare + nn;
   C* log_t = y + nn;
 
+  // log(D^-1 A D) = D^-1 log(A) D: balancing costs two copies and keeps the
+  // Schur form and the roots away from badly scaled rows.
+  BalancedRange range;
+  if (int32_t status = balanceMatrix(x, n, scale, balance_workspace, &range); status != Ok)
+    return status;
   if (int32_t status = SchurKernel<C>(x, n, 0, q, values, schur_work, schur_real_work, nullptr);
       status != Ok)
     return status;
@@ -171,7 +165,7 @@ int32_t MatrixLogarithm(C* x, int32_t n, Handle workspace, Handle schur_work, Ha
   int roots = 0;
   double rho = distance_to_identity(t, n);
   for (; rho > kRootTarget && roots < kMaxRoots; ++roots) {
-    triangular_root(t, n, spare);
+    triangularSquareRoot(t, n, spare);
     std::swap(t, spare);
     rho = distance_to_identity(t, n);
   }
@@ -205,11 +199,14 @@ int32_t MatrixLogarithm(C* x, int32_t n, Handle workspace, Handle schur_work, Ha
   const C one(1), zero(0);
   Core<C>::gemm(kRowMajor, kNoTrans, kNoTrans, n, n, n, &one, q, n, log_t, n, &zero, y, n);
   Core<C>::gemm(kRowMajor, kNoTrans, kConjTrans, n, n, n, &one, y, n, q, n, &zero, x, n);
+  if (int32_t status = unbalanceMatrix(x, n, scale, range, balance_workspace); status != Ok)
+    return status;
   return spectrum;
 }
 
 template <class T>
-int32_t LogarithmWorker(Handle a, Handle x, Handle workspace, Handle schur_work, Handle schur_real_work) {
+int32_t LogarithmWorker(Handle a, Handle x, Handle scale_factors, Handle workspace,
+                        Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
   using C = ComplexOf<T>;
   const int32_t n = rows(a);
   if (n < 1) return EmptyInput;
@@ -219,7 +216,8 @@ int32_t LogarithmWorker(Handle a, Handle x, Handle workspace, Handle schur_work,
   const T* in = matrix_data<T>(a);
   std::copy(in, in + static_cast<std::size_t>(n) * n, out);
   // A negative status empties X at the export boundary.
-  return MatrixLogarithm<C>(out, n, workspace, schur_work, schur_real_work);
+  return MatrixLogarithm<C>(out, n, scale_factors, workspace, balance_workspace, schur_work,
+                            schur_real_work);
 }
 
 }  // namespace
