@@ -94,11 +94,12 @@ template <class C> C scalar_log(C v) {
 }
 
 // The status the spectrum decides, from T's diagonal. No logarithm exists
-// for an eigenvalue 0. One on the closed negative real axis, or one so small
-// that its logarithm is dominated by its rounding, still gives a logarithm,
-// which is returned under the warning; there the principal branch is not
-// defined, so such an eigenvalue is put exactly on the axis and takes +i pi,
-// the same side for all of them.
+// for an eigenvalue 0. An eigenvalue on the negative real axis, or one so
+// small that its logarithm is dominated by rounding, still gives a logarithm,
+// returned under the warning. On the axis the principal branch is not
+// defined and rounding decides the side an eigenvalue lies on: each one
+// within rounding of the axis is put exactly on it, so that all take +i pi
+// and no two roots cancel across the cut.
 template <class C> int32_t check_spectrum(C* t, int32_t n) {
   using R = typename C::value_type;
   const R eps = Traits<R>::epsilon;
