@@ -253,9 +253,14 @@ TARNX_DECLARE_CHARACTERISTICS(z, double)
   TARNX_API int32_t t##MtrxExpH(ZwArrayHandle A, ZwArrayHandle workspace,                     \
                                 ZwArrayHandle scaleFactors, ZwArrayHandle balanceWorkspace,   \
                                 ZwArrayHandle solveWorkspace, ZwArrayHandle pivots);          \
-  TARNX_API int32_t t##MtrxSqrtH(ZwArrayHandle A, ZwArrayHandle X, ZwArrayHandle scaleFactors, \
-                                 ZwArrayHandle workspace, ZwArrayHandle balanceWorkspace,     \
-                                 ZwArrayHandle schurScratch1, ZwArrayHandle schurScratch2);
+  TARNX_API int32_t t##MtrxSqrtH(ZwArrayHandle A, ZwArrayHandle X,                            \
+                                 ZwArrayHandle scaleFactors, ZwArrayHandle workspace,         \
+                                 ZwArrayHandle balanceWorkspace, ZwArrayHandle schurScratch1, \
+                                 ZwArrayHandle schurScratch2);                                \
+  TARNX_API int32_t t##MtrxPowH(ZwArrayHandle A, int32_t p, ZwArrayHandle powerWorkspace,     \
+                                ZwArrayHandle pinvScratch1, ZwArrayHandle pinvScratch2,       \
+                                ZwArrayHandle pinvScratch3, ZwArrayHandle pinvScratch4,       \
+                                ZwArrayHandle pinvScratch5);
 TARNX_DECLARE_MATFUN(s)
 TARNX_DECLARE_MATFUN(d)
 TARNX_DECLARE_MATFUN(c)

@@ -3,10 +3,10 @@
 // R R = T, the principal root on every diagonal element.
 //
 // Column by column, R(i,j) (R(i,i) + R(j,j)) = T(i,j) - sum R(i,k) R(k,j) over
-// i < k < j. Taken element by element that is a sequence of dot products
-// that reads R a column at a time, so it runs at memory speed and would cost
-// more than the Schur decomposition that precedes it. The same recurrence is
-// therefore summed in another order: the matrix is split in halves, the two
+// i < k < j. Taken element by element that is n^3 / 6 scalar products read a
+// column at a time, at memory speed rather than at the speed of the core's
+// matrix products. The same recurrence is therefore summed in another
+// order: the matrix is split in halves, the two
 // diagonal roots are taken recursively, and the coupling block solves the
 // triangular Sylvester equation R11 X + X R22 = T12, itself split in halves
 // with the cross terms subtracted by one matrix product each. Only small
