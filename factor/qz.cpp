@@ -12,22 +12,11 @@
 #include "factor/schur.hpp"
 #include "frame/core.hpp"
 #include "frame/export.hpp"
+#include "factor/generalized_quotient.hpp"
 #include "frame/layout.hpp"
 
 namespace tarnx {
 namespace {
-
-// alpha / beta by scaled division, with no special case for beta = 0, so
-// that the eigenvalues are those of the generalized eigenvalue operation:
-// an infinite eigenvalue comes out as infinities or NaN.
-template <class R> std::complex<R> scaled_quotient(std::complex<R> a, std::complex<R> b) {
-  if (std::abs(b.real()) >= std::abs(b.imag())) {
-    const R r = b.imag() / b.real(), d = b.imag() * r + b.real();
-    return {(a.real() + r * a.imag()) / d, (a.imag() - r * a.real()) / d};
-  }
-  const R r = b.real() / b.imag(), d = b.real() * r + b.imag();
-  return {(r * a.real() + a.imag()) / d, (r * a.imag() - a.real()) / d};
-}
 
 int32_t gges_status(int info, int n) {
   if (info < 0) return InternalError;

@@ -122,8 +122,8 @@ template <class C>
 int32_t MatrixLogarithm(C* x, int32_t n, Handle scale_factors, Handle workspace,
                         Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
   using R = typename C::value_type;
-  EmptiedOnReturn<R> release_scale(scale_factors);
-  EmptiedOnReturn<C> release_work(workspace);
+  ScratchRelease<R> release_scale(scale_factors);
+  ScratchRelease<C> release_work(workspace);
   // Screened before balancing, which would take a NaN for an invalid argument.
   if (HasNonFinite(x, n * n)) return NotFinite;
   if (n == 1) {
