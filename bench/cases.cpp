@@ -68,10 +68,12 @@ struct MatrixProduct : Work {
   }
   int32_t ours() override { return dMtrxMulH(a, b, c); }
   void raw() override {
-    cblas_dgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, n, n, n, 1.0, av.data(), n, bv.data(),
-                n, 0.0, craw.data(), n);
+    cblas_dgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, n, n, n, 1.0, av.data(), n, bv.data(), n,
+                0.0, craw.data(), n);
   }
-  double disagreement() override { return relative_difference(matrix_values(c), craw.data(), sq(n)); }
+  double disagreement() override {
+    return relative_difference(matrix_values(c), craw.data(), sq(n));
+  }
   double flops() const override { return 2.0 * n * n * n; }
 };
 
@@ -125,7 +127,9 @@ struct OuterProduct : Work {
       cblas_dscal(n, xv[i], row, 1);
     }
   }
-  double disagreement() override { return relative_difference(matrix_values(c), craw.data(), sq(n)); }
+  double disagreement() override {
+    return relative_difference(matrix_values(c), craw.data(), sq(n));
+  }
 };
 
 // ---- BLAS entry points ----------------------------------------------------------------------
@@ -144,14 +148,16 @@ struct BlasGemm : Work {
     c = arrays.matrix(n, n, craw.data());
   }
   int32_t ours() override {
-    return zwblas_dgemm(a, b, c, &alpha, &beta, n, n, n, kNoTrans, kNoTrans, 0, 0, 0, 0, 0, 0, n,
-                        n, n, kRowMajor, kCheck);
+    return zwblas_dgemm(a, b, c, &alpha, &beta, n, n, n, kNoTrans, kNoTrans, 0, 0, 0, 0, 0, 0, n, n,
+                        n, kRowMajor, kCheck);
   }
   void raw() override {
-    cblas_dgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, n, n, n, alpha, av.data(), n,
-                bv.data(), n, beta, craw.data(), n);
+    cblas_dgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, n, n, n, alpha, av.data(), n, bv.data(),
+                n, beta, craw.data(), n);
   }
-  double disagreement() override { return relative_difference(matrix_values(c), craw.data(), sq(n)); }
+  double disagreement() override {
+    return relative_difference(matrix_values(c), craw.data(), sq(n));
+  }
   double flops() const override { return 2.0 * n * n * n; }
 };
 
@@ -193,10 +199,12 @@ struct BlasSymm : Work {
                         kRowMajor, kCheck);
   }
   void raw() override {
-    cblas_dsymm(CblasRowMajor, CblasLeft, CblasUpper, n, n, alpha, av.data(), n, bv.data(), n,
-                beta, craw.data(), n);
+    cblas_dsymm(CblasRowMajor, CblasLeft, CblasUpper, n, n, alpha, av.data(), n, bv.data(), n, beta,
+                craw.data(), n);
   }
-  double disagreement() override { return relative_difference(matrix_values(c), craw.data(), sq(n)); }
+  double disagreement() override {
+    return relative_difference(matrix_values(c), craw.data(), sq(n));
+  }
   double flops() const override { return 2.0 * n * n * n; }
 };
 
@@ -220,7 +228,8 @@ struct TransposeCopy : Work {
     double diff = 0;
     for (int32_t i = 0; i < n; ++i)
       for (int32_t j = 0; j < n; ++j)
-        diff = std::max(diff, std::abs(out[static_cast<size_t>(j) * n + i] - av[static_cast<size_t>(i) * n + j]));
+        diff = std::max(diff, std::abs(out[static_cast<size_t>(j) * n + i] -
+                                       av[static_cast<size_t>(i) * n + j]));
     return diff;
   }
 };
@@ -274,7 +283,9 @@ struct Determinant : Work {
     int info = 0;
     dgetrf_(&n, &n, lu.data(), &n, ipiv.data(), &info);
     double det = 1;
-    for (int32_t i = 0; i < n; ++i) det *= ipiv[i] != i + 1 ? -lu[static_cast<size_t>(i) * (n + 1)] : lu[static_cast<size_t>(i) * (n + 1)];
+    for (int32_t i = 0; i < n; ++i)
+      det *= ipiv[i] != i + 1 ? -lu[static_cast<size_t>(i) * (n + 1)]
+                              : lu[static_cast<size_t>(i) * (n + 1)];
     raw_result = det;
   }
   double disagreement() override {
@@ -317,8 +328,13 @@ struct LinearSystem : Work {
   std::vector<double> av, bv, raw_a, lu, rhs;
   std::vector<int> ipiv;
   explicit LinearSystem(int32_t n_)
-      : n(n_), av(dominant_matrix(n, 19)), bv(random_values(n, 20)), raw_a(transposed(av, n, n)),
-        lu(sq(n)), rhs(n), ipiv(n) {
+      : n(n_),
+        av(dominant_matrix(n, 19)),
+        bv(random_values(n, 20)),
+        raw_a(transposed(av, n, n)),
+        lu(sq(n)),
+        rhs(n),
+        ipiv(n) {
     a = arrays.matrix(n, n, av.data());
     b = arrays.vector(n, bv.data());
     x = arrays.empty();
@@ -375,7 +391,12 @@ struct SymmetricEigen : Work {
   std::vector<double> av, copy_, w, z, wraw;
   std::vector<int> isuppz, iwraw;
   explicit SymmetricEigen(int32_t n_)
-      : n(n_), av(symmetric_matrix(n, 22)), copy_(sq(n)), w(n), z(sq(n)), isuppz(2 * static_cast<size_t>(n)) {
+      : n(n_),
+        av(symmetric_matrix(n, 22)),
+        copy_(sq(n)),
+        w(n),
+        z(sq(n)),
+        isuppz(2 * static_cast<size_t>(n)) {
     a = arrays.matrix(n, n, av.data());
     values = arrays.empty();
     vectors = arrays.empty();
@@ -407,7 +428,12 @@ struct Schur : Work {
   ZwArrayHandle a, z, values, work, real_work, int_work;
   std::vector<double> av, raw_a, copy_, wr, wi, vs, wraw;
   explicit Schur(int32_t n_)
-      : n(n_), av(general_matrix(n, 23)), raw_a(transposed(av, n, n)), copy_(sq(n)), wr(n), wi(n),
+      : n(n_),
+        av(general_matrix(n, 23)),
+        raw_a(transposed(av, n, n)),
+        copy_(sq(n)),
+        wr(n),
+        wi(n),
         vs(sq(n)) {
     a = arrays.matrix(n, n, av.data());
     z = arrays.empty();
@@ -424,8 +450,8 @@ struct Schur : Work {
     copy(copy_.data(), raw_a);
     int info = 0, sdim = 0, lwork = -1;
     double query = 0;
-    dgees_("V", "N", nullptr, &n, nullptr, &n, &sdim, nullptr, nullptr, nullptr, &n, &query,
-           &lwork, nullptr, &info, 1, 1);
+    dgees_("V", "N", nullptr, &n, nullptr, &n, &sdim, nullptr, nullptr, nullptr, &n, &query, &lwork,
+           nullptr, &info, 1, 1);
     lwork = static_cast<int>(query);
     wraw.resize(static_cast<size_t>(lwork));
     dgees_("V", "N", nullptr, &n, copy_.data(), &n, &sdim, wr.data(), wi.data(), vs.data(), &n,
@@ -441,8 +467,14 @@ struct GeneralizedEigen : Work {
   ZwArrayHandle a, b, values, vectors, work, real_work;
   std::vector<double> av, bv, acopy, bcopy, alphar, alphai, beta, wraw;
   explicit GeneralizedEigen(int32_t n_)
-      : n(n_), av(general_matrix(n, 24)), bv(dominant_matrix(n, 25)), acopy(sq(n)), bcopy(sq(n)),
-        alphar(n), alphai(n), beta(n) {
+      : n(n_),
+        av(general_matrix(n, 24)),
+        bv(dominant_matrix(n, 25)),
+        acopy(sq(n)),
+        bcopy(sq(n)),
+        alphar(n),
+        alphai(n),
+        beta(n) {
     a = arrays.matrix(n, n, av.data());
     b = arrays.matrix(n, n, bv.data());
     values = arrays.empty();
@@ -456,8 +488,8 @@ struct GeneralizedEigen : Work {
     copy(bcopy.data(), bv);
     int info = 0, lwork = -1;
     double query = 0;
-    dggev_("N", "N", &n, nullptr, &n, nullptr, &n, nullptr, nullptr, nullptr, nullptr, &n,
-           nullptr, &n, &query, &lwork, &info, 1, 1);
+    dggev_("N", "N", &n, nullptr, &n, nullptr, &n, nullptr, nullptr, nullptr, nullptr, &n, nullptr,
+           &n, &query, &lwork, &info, 1, 1);
     lwork = static_cast<int>(query);
     wraw.resize(static_cast<size_t>(lwork));
     dggev_("N", "N", &n, acopy.data(), &n, bcopy.data(), &n, alphar.data(), alphai.data(),
@@ -481,7 +513,12 @@ struct SingularValues : Work {
   std::vector<double> av, copy_, sraw, uraw, vtraw, wraw;
   std::vector<int> iwork;
   explicit SingularValues(int32_t n_)
-      : n(n_), av(general_matrix(n, 26)), copy_(sq(n)), sraw(n), uraw(sq(n)), vtraw(sq(n)),
+      : n(n_),
+        av(general_matrix(n, 26)),
+        copy_(sq(n)),
+        sraw(n),
+        uraw(sq(n)),
+        vtraw(sq(n)),
         iwork(8 * static_cast<size_t>(n)) {
     a = arrays.matrix(n, n, av.data());
     u = arrays.empty();
@@ -506,7 +543,8 @@ struct SingularValues : Work {
   double disagreement() override { return relative_difference(vector_values(s), sraw.data(), n); }
 };
 
-template <class W> std::function<std::unique_ptr<Work>(int32_t)> maker() {
+template <class W>
+std::function<std::unique_ptr<Work>(int32_t)> maker() {
   return [](int32_t n) -> std::unique_ptr<Work> { return std::make_unique<W>(n); };
 }
 
@@ -521,14 +559,22 @@ const std::vector<int32_t> kCubic = {4, 64, 100, 500, 512, 1000};
 // functions join here as they land.
 const std::vector<Case>& cases() {
   static const std::vector<Case> table = {
-      {"dMtrxMulH", "products", Target::Product, {4, 64, 100, 500, 512, 1000, 2000}, maker<MatrixProduct>()},
+      {"dMtrxMulH",
+       "products",
+       Target::Product,
+       {4, 64, 100, 500, 512, 1000, 2000},
+       maker<MatrixProduct>()},
       {"dMtrxVecMulH", "products", Target::Product, kSquare, maker<MatrixVectorProduct>()},
-      {"dDotProdH", "products", Target::Product, {4, 64, 512, 4096}, maker<DotProduct>()},
+      {"dDotProdH", "products", Target::Product, {4, 64, 100, 500, 512, 4096}, maker<DotProduct>()},
       {"dOuterProdH", "products", Target::Product, kSquare, maker<OuterProduct>()},
       {"zwblas_dgemm", "blas", Target::Product, kCubic, maker<BlasGemm>()},
       {"zwblas_dgemv", "blas", Target::Product, kSquare, maker<BlasGemv>()},
       {"zwblas_dsymm", "blas", Target::Product, kCubic, maker<BlasSymm>()},
-      {"dTransposeH", "elementary", Target::Copy, {4, 64, 100, 500, 512, 2048}, maker<TransposeCopy>()},
+      {"dTransposeH",
+       "elementary",
+       Target::Copy,
+       {4, 64, 100, 500, 512, 2048},
+       maker<TransposeCopy>()},
       {"dMtrxNormH", "elementary", Target::Lapack, kCubic, maker<MatrixTwoNorm>()},
       {"dDeterminantH", "solve", Target::Lapack, kCubic, maker<Determinant>()},
       {"dInvMtrxH", "solve", Target::Lapack, kCubic, maker<Inverse>()},

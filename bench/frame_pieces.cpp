@@ -48,8 +48,9 @@ void register_frame_pieces(double (*least)(const std::vector<double>&)) {
     const char* name;
     void (*fn)(benchmark::State&);
   };
-  for (const Piece& p : {Piece{"frame/screen", screen_frame},
-                         Piece{"frame/transpose", transpose_frame}, Piece{"frame/memcpy", copy_memcpy}})
+  for (const Piece& p :
+       {Piece{"frame/screen", screen_frame}, Piece{"frame/transpose", transpose_frame},
+        Piece{"frame/memcpy", copy_memcpy}})
     benchmark::RegisterBenchmark(p.name, p.fn)
         ->Arg(512)
         ->Arg(2048)

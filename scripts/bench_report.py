@@ -128,14 +128,18 @@ def write_plots(times, plot_dir):
                 for n, r in rows:
                     f.write(f"{n} {r:.4f}\n")
             series.append((dat, family))
-        out = os.path.join(plot_dir, f"{group}.svg")
+        # SVG for the repository (small, text); BENCH_PLOT_FORMAT=png to look at them.
+        fmt = os.environ.get("BENCH_PLOT_FORMAT", "svg")
+        terminal = "pngcairo size 640,400 font 'sans,10'" if fmt == "png" else \
+            "svg size 640,400 font 'sans,11'"
+        out = os.path.join(plot_dir, f"{group}.{fmt}")
         plots = ", ".join(f"'{d}' using 1:2 with linespoints title '{t}'" for d, t in series)
         script = (
-            "set terminal svg size 640,400 font 'sans,11'\n"
+            f"set terminal {terminal}\n"
             f"set output '{out}'\n"
             f"set title '{group}: export time / raw core time'\n"
             "set logscale x\nset xlabel 'n'\nset ylabel 'ratio'\nset grid\n"
-            "set key outside right\nset yrange [0.8:*]\n"
+            "set key outside right\nset yrange [0.5:*]\nset xrange [3:*]\n"
             f"plot {plots}, 1.05 with lines dashtype 2 lc rgb 'gray' title '1.05'\n")
         subprocess.run(["gnuplot"], input=script, text=True, check=True)
         for dat, _ in series:
@@ -214,7 +218,7 @@ def main(tarnx_path, numpy_path, md_path, plot_dir):
               "| operation | n | export | NumPy/SciPy | export / NumPy |", "|---|---|---|---|---|"]
     for (family, n), theirs in sorted(scipy_ns.items()):
         ours = times.get(family, {}).get(n, {}).get("ours")
-        mine = fmt_time(ours) if ours is not None else "not built yet"
+        mine = fmt_time(ours) if ours is not None else "no export yet"
         ratio = f"{ours / theirs:.2f}" if ours is not None else "-"
         lines.append(f"| {family} | {n} | {mine} | {fmt_time(theirs)} | {ratio} |")
     if extra:
