@@ -40,7 +40,7 @@ def operations(n, rng):
         "dGenEigenVH": lambda: sl.eig(a, d, right=False),
         "dSVDH": lambda: sl.svd(a, full_matrices=False, lapack_driver="gesdd"),
         # The matrix exponential joins when the library's lands.
-        "dExpMtrxH": lambda: sl.expm(a),
+        "dMtrxExpH": lambda: sl.expm(a),
     }
 
 

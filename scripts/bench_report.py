@@ -79,6 +79,8 @@ def fmt_time(ns):
 
 
 def verdict(ok):
+    if ok is None:
+        return "waits for the family"
     return "met" if ok else "**missed**"
 
 
@@ -195,17 +197,19 @@ def main(tarnx_path, numpy_path, md_path, plot_dir):
             theirs = scipy_ns.get((family, n))
             if ours is None or theirs is None:
                 continue
-            limit = 1.0 if n < 500 else 1.05
-            label = "faster than" if n < 500 else "at most 1.05x"
+            # The exponential is the one operation held to "faster" at 500 too.
+            strict = n < 500 or family == "dMtrxExpH"
+            limit = 1.0 if strict else 1.05
+            label = "faster than" if strict else "at most 1.05x"
             targets.append((f"{family} vs NumPy/SciPy at n = {n}: {label}",
                             f"{ours / theirs:.2f}x", ours < theirs * limit))
-    if not any(name == "dExpMtrxH" for name, _ in scipy_ns):
-        pass
+    if "dMtrxExpH" not in times:
+        targets.append(("dMtrxExpH vs SciPy expm at n = 500: faster than", "no export yet", None))
     lines += ["| target | measured | verdict |", "|---|---|---|"]
     lines += [f"| {name} | {value} | {verdict(ok)} |" for name, value, ok in targets]
-    met = sum(ok for _, _, ok in targets)
-    lines += ["", f"{met} of {len(targets)} targets met. The matrix exponential's target waits "
-              "for that family (SciPy's `expm` is timed already, see below).", ""]
+    met = sum(ok is True for _, _, ok in targets)
+    judged = sum(ok is not None for _, _, ok in targets)
+    lines += ["", f"{met} of {judged} measured targets met.", ""]
 
     lines += ["## Export against raw core", "",
               "| family | n | export | raw core | ratio | overhead |", "|---|---|---|---|---|---|"]
