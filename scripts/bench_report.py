@@ -101,8 +101,8 @@ def machine_lines(context, numpy_context):
         openblas = "unknown"
     return [
         f"- Machine: {cpu}, {context.get('num_cpus', '?')} cores, {platform.system()} "
-        f"{platform.release()}; shared with other jobs while measuring, so the numbers are noisy "
-        "(differences below about 10% are not meaningful).",
+        f"{platform.release()}; shared with other jobs while measuring, so the numbers are noisy: "
+        "see \"Reading these numbers\" at the end.",
         f"- Core: Debian's OpenBLAS {openblas} ({context.get('openblas', 'config unknown')}) "
         "behind tarnx_core_140000.so, one thread (OPENBLAS_NUM_THREADS=1) on both sides.",
         f"- NumPy {numpy_context.get('numpy', '?')}, SciPy {numpy_context.get('scipy', '?')} "
