@@ -9,23 +9,13 @@
 #include "factor/schur.hpp"
 #include "frame/core.hpp"
 #include "frame/export.hpp"
+#include "factor/generalized_quotient.hpp"
 #include "frame/layout.hpp"
 
 namespace tarnx {
 namespace {
 
 enum GenEigenOption : int32_t { ValuesOnly = 0, ValuesAndVectors = 1 };
-
-// alpha / beta by scaled division, without a special case for beta = 0: an
-// infinite eigenvalue comes out as infinities or NaN.
-template <class R> std::complex<R> scaled_quotient(std::complex<R> a, std::complex<R> b) {
-  if (std::abs(b.real()) >= std::abs(b.imag())) {
-    const R r = b.imag() / b.real(), d = b.imag() * r + b.real();
-    return {(a.real() + r * a.imag()) / d, (a.imag() - r * a.real()) / d};
-  }
-  const R r = b.real() / b.imag(), d = b.real() * r + b.imag();
-  return {(r * a.real() + a.imag()) / d, (r * a.imag() - a.real()) / d};
-}
 
 template <class T>
 int32_t GeneralizedEigen(const T* a, const T* b, int32_t n, ComplexOf<T>* values,

@@ -36,6 +36,20 @@ template <class K> using ParamOf = typename Param<K>::type;
 // buffers when it ends.
 void note_calling_thread();
 
+namespace host {
+// The span of one export call on the calling thread (see host_link.cpp).
+class ExportCall {
+ public:
+  ExportCall();
+  ~ExportCall();
+  ExportCall(const ExportCall&) = delete;
+  ExportCall& operator=(const ExportCall&) = delete;
+
+ private:
+  uint32_t saved_;
+};
+}  // namespace host
+
 namespace detail {
 template <class K> inline void settle(ParamOf<K> a, int32_t status) {
   using T = typename K::type;
@@ -58,6 +72,7 @@ template <class K> inline void settle(ParamOf<K> a, int32_t status) {
 
 template <auto Fn, class... K> inline int32_t run(ParamOf<K>... a) {
   note_calling_thread();
+  const host::ExportCall call;
   int32_t status;
   try {
     status = Fn(Param<K>::to_internal(a)...);

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdio>
 
+#include "frame/export.hpp"
 #include "frame/platform.hpp"
 #include "include/tarnx_linalg.h"
 
@@ -24,14 +25,25 @@ HostFunctionRecord qsort_record{nullptr, nullptr, "QSort"};
 std::atomic<void*> runtime_module{nullptr};
 std::atomic<uint32_t> runtime_tls_index{kNoSlot};
 
-// Which of the process's modules is the host, by looking only among those
-// already loaded. The answer can change only when an object is loaded or
-// unloaded, so each thread keeps it for as long as that has not happened.
+// What one thread remembers of the process search. The answer can change
+// only when an object is loaded or unloaded, so it is kept for as long as
+// that has not happened. Within one export call the loaded-object count is
+// read once: the call's resizes all see the process as it was when the
+// call's first resize looked.
+struct ProcessSearch {
+  uint64_t generation = ~uint64_t{0};
+  platform::Module module = nullptr;
+  uint32_t call = 0;          // numbers this thread's export calls; 0 outside any
+  uint32_t checked_call = 0;  // the call whose first search read the count
+};
+thread_local ProcessSearch process_search;
+
 platform::Module search_process() {
-  thread_local uint64_t cached_generation = ~uint64_t{0};
-  thread_local platform::Module cached = nullptr;
+  ProcessSearch& cache = process_search;
+  if (cache.call != 0 && cache.checked_call == cache.call) return cache.module;
   const uint64_t generation = platform::loaded_objects_generation();
-  if (generation == cached_generation) return cached;
+  cache.checked_call = cache.call;
+  if (generation == cache.generation) return cache.module;
 
   platform::Module module = platform::main_program();
   if (platform::own_export(module, "gZWRTVersion") == nullptr &&
@@ -39,8 +51,8 @@ platform::Module search_process() {
     module = platform::loaded_module("zwrt.so");
   if (module == nullptr) module = platform::loaded_module("zwffrt.so");
 
-  cached = module;
-  cached_generation = generation;
+  cache.module = module;
+  cache.generation = generation;
   return module;
 }
 
@@ -74,6 +86,15 @@ void* ResolveHostFunction(HostFunctionRecord& record) {
 }
 
 }  // namespace
+
+ExportCall::ExportCall() {
+  ProcessSearch& cache = process_search;
+  saved_ = cache.call;
+  // Never 0, which stands for "outside an export call".
+  cache.call = cache.checked_call + 1 != 0 ? cache.checked_call + 1 : 1;
+}
+
+ExportCall::~ExportCall() { process_search.call = saved_; }
 
 // The call gates: resolve, then hand the caller's arguments straight on.
 int32_t NumericArrayResize(int32_t type_code, int32_t dimensions, ZwArrayBlock*** handle,

@@ -287,6 +287,39 @@ TARNX_DECLARE_LINEAR_FIT(d)
 #undef TARNX_DECLARE_LINEAR_FIT
 
 /* ---- QZ decomposition and matrix logarithm ---------------------------------------- */
+/* QZ decomposition A = Q S Z^H, B = Q T Z^H: S overwrites A and T overwrites B
+ * (T upper triangular; S upper triangular for complex types, quasi-upper-
+ * triangular with 2 x 2 blocks for conjugate pairs for real types). With
+ * computeVectors 0, Q and Z are emptied; otherwise both are n x n of A's type.
+ * eigenvalues: n complex values alpha/beta of A's precision, infinite or NaN
+ * where beta is 0. realWork (real of the precision) is read by the complex
+ * types only. */
+#define TARNX_DECLARE_QZ(t)                                                                     \
+  TARNX_API int32_t t##QZH(ZwArrayHandle A, ZwArrayHandle B, int32_t computeVectors,            \
+                           ZwArrayHandle Q, ZwArrayHandle Z, ZwArrayHandle eigenvalues,         \
+                           ZwArrayHandle work, ZwArrayHandle realWork);
+TARNX_DECLARE_QZ(s)
+TARNX_DECLARE_QZ(d)
+TARNX_DECLARE_QZ(c)
+TARNX_DECLARE_QZ(z)
+#undef TARNX_DECLARE_QZ
+/* Principal logarithm X = log A, complex of A's precision for every type (a
+ * real matrix may have a complex logarithm); the arguments are the square
+ * root's: scaleFactors real of the precision, workspace, balanceWorkspace and
+ * schurScratch1 complex of the precision, schurScratch2 float64, all scratch
+ * handles that come back empty and may be null for n = 1. Status -20041 when
+ * A has an eigenvalue 0; +20006 (X kept) when an eigenvalue lies on the
+ * negative real axis (it takes +i*pi) or has a squared modulus below the
+ * machine epsilon. */
+#define TARNX_DECLARE_MTRXLN(t)                                                                 \
+  TARNX_API int32_t t##MtrxLnH(ZwArrayHandle A, ZwArrayHandle X, ZwArrayHandle scaleFactors,    \
+                               ZwArrayHandle workspace, ZwArrayHandle balanceWorkspace,         \
+                               ZwArrayHandle schurScratch1, ZwArrayHandle schurScratch2);
+TARNX_DECLARE_MTRXLN(s)
+TARNX_DECLARE_MTRXLN(d)
+TARNX_DECLARE_MTRXLN(c)
+TARNX_DECLARE_MTRXLN(z)
+#undef TARNX_DECLARE_MTRXLN
 
 #ifdef __cplusplus
 }

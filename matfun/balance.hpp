@@ -12,18 +12,6 @@
 
 namespace tarnx {
 
-// Empties the named scratch handles when the routine that sized them
-// returns, on every path; null handles are skipped. The matrix functions
-// call each other's pieces below the export boundary, so they cannot leave
-// the emptying to the export.
-template <class T> struct EmptiedOnReturn {
-  explicit EmptiedOnReturn(Handle h) : handle(h) {}
-  EmptiedOnReturn(const EmptiedOnReturn&) = delete;
-  EmptiedOnReturn& operator=(const EmptiedOnReturn&) = delete;
-  ~EmptiedOnReturn() { release_scratch<T>(handle); }
-  Handle handle;
-};
-
 // Element count of an n x n block, or -1 when it does not fit a handle.
 inline int32_t square_count(int32_t n, int32_t blocks = 1, int32_t extra = 0) {
   const int64_t count = static_cast<int64_t>(n) * n * blocks + extra;
@@ -42,7 +30,7 @@ struct BalancedRange {
 // on and comes back empty.
 template <class T>
 int32_t balanceMatrix(T* a, int32_t n, RealOf<T>* scale, Handle workspace, BalancedRange* range) {
-  EmptiedOnReturn<T> release(workspace);
+  ScratchRelease<T> release(workspace);
   if (workspace == nullptr) return InternalError;
   const int32_t count = square_count(n);
   if (count < 0) return OutOfMemory;
@@ -63,7 +51,7 @@ int32_t balanceMatrix(T* a, int32_t n, RealOf<T>* scale, Handle workspace, Balan
 template <class T>
 int32_t unbalanceMatrix(T* a, int32_t n, const RealOf<T>* scale, BalancedRange range,
                         Handle workspace) {
-  EmptiedOnReturn<T> release(workspace);
+  ScratchRelease<T> release(workspace);
   if (workspace == nullptr) return InternalError;
   const int32_t count = square_count(n);
   if (count < 0) return OutOfMemory;

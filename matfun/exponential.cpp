@@ -84,8 +84,8 @@ template <class T>
 int32_t matrixExponential(T* a, int32_t n, Handle workspace, Handle scale_factors,
                           Handle balance_workspace, Handle solve_workspace, Handle pivots) {
   using R = RealOf<T>;
-  EmptiedOnReturn<R> release_scale(scale_factors);
-  EmptiedOnReturn<T> release_work(workspace);
+  ScratchRelease<R> release_scale(scale_factors);
+  ScratchRelease<T> release_work(workspace);
   const std::size_t stride = static_cast<std::size_t>(n) + 1;
 
   if (is_diagonal(a, n)) {

@@ -37,7 +37,7 @@ template <class T> int32_t pseudo_inverse(T* a, int32_t n, T* out, const PinvScr
 // back empty; the pseudo-inverse kernel empties its own scratch.
 template <class T>
 int32_t matrixPower(T* a, int32_t n, int32_t p, Handle power_workspace, const PinvScratch& pinv) {
-  EmptiedOnReturn<T> release(power_workspace);
+  ScratchRelease<T> release(power_workspace);
   if (n < 1) return EmptyInput;
   if (p == 0) {
     setIdentity(n, a);

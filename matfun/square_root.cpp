@@ -24,8 +24,8 @@ template <class C>
 int32_t matrixSquareRoot(C* x, int32_t n, Handle scale_factors, Handle workspace,
                          Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
   using R = RealOf<C>;
-  EmptiedOnReturn<R> release_scale(scale_factors);
-  EmptiedOnReturn<C> release_work(workspace);
+  ScratchRelease<R> release_scale(scale_factors);
+  ScratchRelease<C> release_work(workspace);
   if (n < 1) return EmptyInput;
   if (n == 1) {
     x[0] = principalSquareRoot(x[0]);

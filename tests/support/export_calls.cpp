@@ -20,6 +20,7 @@ int32_t default_int(std::string_view name, int n) {
       {"layout", 101}, {"trans", 111}, {"transA", 111}, {"transB", 111}, {"side", 141},
       {"uplo", 121}, {"diag", 131}, {"incx", 1}, {"incy", 1}, {"checkArguments", 1},
       {"power", 3}, {"p", -3}, {"maxIterations", 50}, {"iterations", 50}, {"method", 0}, {"normType", 0}, {"mode", 0},
+      {"computeVectors", 1},
   };
   for (std::string_view dim : {"M", "N", "K", "lda", "ldb", "ldc", "order", "n", "size"})
     if (name == dim) return n;

@@ -1,0 +1,250 @@
+"""Turns the benchmark's JSON into BENCHMARKS.md and one ratio plot per group.
+
+Usage: bench_report.py tarnx.json numpy.json BENCHMARKS.md plot_dir
+The family groups and targets are read from the benchmark names and from
+GROUPS/TARGETS below; a new family needs an entry in each.
+"""
+import json
+import os
+import platform
+import subprocess
+import sys
+from collections import defaultdict
+
+# group and target of each export; the same as the table in bench/cases.cpp
+FAMILIES = {
+    "dMtrxMulH": ("products", "product"),
+    "dMtrxVecMulH": ("products", "product"),
+    "dDotProdH": ("products", "product"),
+    "dOuterProdH": ("products", "product"),
+    "zwblas_dgemm": ("blas", "product"),
+    "zwblas_dgemv": ("blas", "product"),
+    "zwblas_dsymm": ("blas", "product"),
+    "dTransposeH": ("elementary", "copy"),
+    "dMtrxNormH": ("elementary", "lapack"),
+    "dDeterminantH": ("solve", "lapack"),
+    "dInvMtrxH": ("solve", "lapack"),
+    "dLinEqH": ("solve", "lapack"),
+    "dEigenVH": ("eigen", "lapack"),
+    "dSymEigenVH": ("eigen", "lapack"),
+    "dSchurH": ("eigen", "lapack"),
+    "dGenEigenVH": ("eigen", "lapack"),
+    "dSVDH": ("svd", "lapack"),
+}
+OVERHEAD_NS = {"product": 100.0, "lapack": 250.0}
+LARGE_RATIO = 1.05
+UNIT_NS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
+
+
+def load_tarnx(path):
+    with open(path) as f:
+        data = json.load(f)
+    times = defaultdict(dict)  # family -> n -> {side: ns}
+    rates = defaultdict(dict)  # family -> n -> {side: bytes/s}
+    extra = {}
+    # Repeated entries are read from their "min" aggregate, single runs as
+    # they are.
+    chosen = {}
+    for b in data["benchmarks"]:
+        if b.get("error_occurred"):
+            print("skipped:", b["name"], b.get("error_message"), file=sys.stderr)
+        elif b.get("run_type") == "aggregate":
+            if b.get("aggregate_name") == "min":
+                chosen[b["run_name"]] = b
+        elif b.get("repetitions", 1) <= 1:
+            chosen[b.get("run_name", b["name"])] = b
+    for run, b in chosen.items():
+        # Google Benchmark appends settings such as "repeats:7" to the name.
+        parts = [p for p in run.split("/") if ":" not in p]
+        run = "/".join(parts)
+        ns = b["cpu_time"] * UNIT_NS[b["time_unit"]]
+        if len(parts) != 3 or parts[1] not in ("ours", "raw"):
+            extra[run] = (ns, b.get("bytes_per_second"))
+            continue
+        family, side, n = parts[0], parts[1], int(parts[2])
+        times[family].setdefault(n, {})[side] = ns
+        if "bytes_per_second" in b:
+            rates[family].setdefault(n, {})[side] = b["bytes_per_second"]
+    return data["context"], times, rates, extra
+
+
+def fmt_time(ns):
+    if ns < 1e3:
+        return f"{ns:.0f} ns"
+    if ns < 1e6:
+        return f"{ns / 1e3:.1f} µs"
+    if ns < 1e9:
+        return f"{ns / 1e6:.2f} ms"
+    return f"{ns / 1e9:.2f} s"
+
+
+def verdict(ok):
+    if ok is None:
+        return "waits for the family"
+    return "met" if ok else "**missed**"
+
+
+def machine_lines(context, numpy_context):
+    cpu = "unknown"
+    try:
+        with open("/proc/cpuinfo") as f:
+            for line in f:
+                if line.startswith("model name"):
+                    cpu = line.split(":", 1)[1].strip()
+                    break
+    except OSError:
+        pass
+    try:
+        openblas = subprocess.run(["dpkg-query", "-W", "-f", "${Version}", "libopenblas0-pthread"],
+                                  capture_output=True, text=True).stdout.strip()
+    except OSError:
+        openblas = "unknown"
+    return [
+        f"- Machine: {cpu}, {context.get('num_cpus', '?')} cores, {platform.system()} "
+        f"{platform.release()}; shared with other jobs while measuring, so the numbers are noisy: "
+        "see \"Reading these numbers\" at the end.",
+        f"- Core: Debian's OpenBLAS {openblas} ({context.get('openblas', 'config unknown')}) "
+        "behind tarnx_core_140000.so, one thread (OPENBLAS_NUM_THREADS=1) on both sides.",
+        f"- NumPy {numpy_context.get('numpy', '?')}, SciPy {numpy_context.get('scipy', '?')} "
+        "(Debian packages, the same OpenBLAS).",
+        f"- Taken {context.get('date', '?')}, Google Benchmark, minimum time per entry "
+        f"{context.get('min_time', '?')} s, CPU time, the least of 7 runs up to n = 100 and of 3 above, "
+        "runs interleaved at random; host stand-in without poisoning (ZWRT_POISON=0) "
+        "(timeit with process_time, best of 3, on the Python side).",
+    ]
+
+
+def write_plots(times, plot_dir):
+    os.makedirs(plot_dir, exist_ok=True)
+    groups = defaultdict(list)
+    for family in sorted(times):
+        groups[FAMILIES.get(family, ("other", ""))[0]].append(family)
+    written = []
+    for group, families in sorted(groups.items()):
+        series = []
+        for family in families:
+            dat = os.path.join(plot_dir, f"{group}-{family}.dat")
+            rows = [(n, s["ours"] / s["raw"]) for n, s in sorted(times[family].items())
+                    if "ours" in s and "raw" in s]
+            with open(dat, "w") as f:
+                for n, r in rows:
+                    f.write(f"{n} {r:.4f}\n")
+            series.append((dat, family))
+        # SVG for the repository (small, text); BENCH_PLOT_FORMAT=png to look at them.
+        fmt = os.environ.get("BENCH_PLOT_FORMAT", "svg")
+        terminal = "pngcairo size 640,400 font 'sans,10'" if fmt == "png" else \
+            "svg size 640,400 font 'sans,11'"
+        out = os.path.join(plot_dir, f"{group}.{fmt}")
+        plots = ", ".join(f"'{d}' using 1:2 with linespoints title '{t}'" for d, t in series)
+        script = (
+            f"set terminal {terminal}\n"
+            f"set output '{out}'\n"
+            f"set title '{group}: export time / raw core time'\n"
+            "set logscale x\nset xlabel 'n'\nset ylabel 'ratio'\nset grid\n"
+            "set key outside right\nset yrange [0.5:*]\nset xrange [3:*]\n"
+            f"plot {plots}, 1.05 with lines dashtype 2 lc rgb 'gray' title '1.05'\n")
+        subprocess.run(["gnuplot"], input=script, text=True, check=True)
+        for dat, _ in series:
+            os.remove(dat)
+        written.append((group, out))
+    return written
+
+
+def main(tarnx_path, numpy_path, md_path, plot_dir):
+    context, times, rates, extra = load_tarnx(tarnx_path)
+    with open(numpy_path) as f:
+        numpy_data = json.load(f)
+    scipy_ns = {(r["name"], r["n"]): r["seconds"] * 1e9 for r in numpy_data["results"]}
+
+    lines = ["# Benchmarks", "",
+             "Every export family against the raw core calls it wraps, on the same data in the "
+             "same run, and against NumPy/SciPy. Written by `scripts/bench.sh`; see "
+             "`docs/benchmarks.md` for what each side does.", ""]
+    lines += machine_lines(context, numpy_data.get("context", {}))
+    lines += ["", "## Targets", ""]
+    targets = []
+
+    for family in sorted(times, key=lambda f: (FAMILIES.get(f, ("z",))[0], f)):
+        kind = FAMILIES.get(family, ("", ""))[1]
+        sizes = times[family]
+        if kind in OVERHEAD_NS and 4 in sizes and {"ours", "raw"} <= sizes[4].keys():
+            over = sizes[4]["ours"] - sizes[4]["raw"]
+            targets.append((f"{family}: overhead at n = 4 <= {OVERHEAD_NS[kind]:.0f} ns",
+                            f"{over:.0f} ns", over <= OVERHEAD_NS[kind]))
+        if kind == "lapack":
+            large = [(n, s["ours"] / s["raw"]) for n, s in sizes.items()
+                     if n >= 512 and {"ours", "raw"} <= s.keys()]
+            if large:
+                worst = max(large, key=lambda t: t[1])
+                targets.append((f"{family}: ratio at n >= 512 <= {LARGE_RATIO}",
+                                f"{worst[1]:.3f} (n = {worst[0]})", worst[1] <= LARGE_RATIO))
+    t = rates.get("dTransposeH", {}).get(2048, {})
+    if {"ours", "raw"} <= t.keys():
+        share = t["ours"] / t["raw"]
+        targets.append(("transposing copy 2048 x 2048 float64 >= 0.5 memcpy bandwidth",
+                        f"{t['ours'] / 1e9:.2f} / {t['raw'] / 1e9:.2f} GB/s = {share:.2f}",
+                        share >= 0.5))
+    g = times.get("dMtrxMulH", {}).get(2000, {})
+    if {"ours", "raw"} <= g.keys():
+        flops = 2.0 * 2000 ** 3
+        share = g["raw"] / g["ours"]
+        targets.append(("dMtrxMulH at n = 2000 >= 95% of cblas_dgemm GFLOP/s",
+                        f"{flops / g['ours']:.1f} / {flops / g['raw']:.1f} GFLOP/s = {share:.1%}",
+                        share >= 0.95))
+    for family in sorted(times):
+        for n in (4, 100, 500):
+            ours = times[family].get(n, {}).get("ours")
+            theirs = scipy_ns.get((family, n))
+            if ours is None or theirs is None:
+                continue
+            # The exponential is the one operation held to "faster" at 500 too.
+            strict = n < 500 or family == "dMtrxExpH"
+            limit = 1.0 if strict else 1.05
+            label = "faster than" if strict else "at most 1.05x"
+            targets.append((f"{family} vs NumPy/SciPy at n = {n}: {label}",
+                            f"{ours / theirs:.2f}x", ours < theirs * limit))
+    if "dMtrxExpH" not in times:
+        targets.append(("dMtrxExpH vs SciPy expm at n = 500: faster than", "no export yet", None))
+    lines += ["| target | measured | verdict |", "|---|---|---|"]
+    lines += [f"| {name} | {value} | {verdict(ok)} |" for name, value, ok in targets]
+    met = sum(ok is True for _, _, ok in targets)
+    judged = sum(ok is not None for _, _, ok in targets)
+    lines += ["", f"{met} of {judged} measured targets met.", ""]
+
+    lines += ["## Export against raw core", "",
+              "| family | n | export | raw core | ratio | overhead |", "|---|---|---|---|---|---|"]
+    for family in sorted(times, key=lambda f: (FAMILIES.get(f, ("z",))[0], f)):
+        for n, s in sorted(times[family].items()):
+            if {"ours", "raw"} <= s.keys():
+                lines.append(f"| {family} | {n} | {fmt_time(s['ours'])} | {fmt_time(s['raw'])} | "
+                             f"{s['ours'] / s['raw']:.3f} | {fmt_time(s['ours'] - s['raw']) if s['ours'] >= s['raw'] else '-' + fmt_time(s['raw'] - s['ours'])} |")
+    lines += ["", "## Against NumPy and SciPy", "",
+              "| operation | n | export | NumPy/SciPy | export / NumPy |", "|---|---|---|---|---|"]
+    for (family, n), theirs in sorted(scipy_ns.items()):
+        ours = times.get(family, {}).get(n, {}).get("ours")
+        mine = fmt_time(ours) if ours is not None else "no export yet"
+        ratio = f"{ours / theirs:.2f}" if ours is not None else "-"
+        lines.append(f"| {family} | {n} | {mine} | {fmt_time(theirs)} | {ratio} |")
+    if extra:
+        lines += ["", "## Frame pieces", "",
+                  "The screen and the transposing copy of a whole n x n float64 matrix beside "
+                  "memcpy of the same bytes; one scratch handle's grow-and-empty trip through "
+                  "the host stand-in.", "", "| piece | time | bandwidth |", "|---|---|---|"]
+        for k, (ns, rate) in sorted(extra.items()):
+            bandwidth = f"{rate / 1e9:.2f} GB/s" if rate else ""
+            lines.append(f"| {k} | {fmt_time(ns)} | {bandwidth} |")
+
+    lines += ["", "## Ratio plots", ""]
+    for group, path in write_plots(times, plot_dir):
+        rel = os.path.relpath(path, os.path.dirname(os.path.abspath(md_path)))
+        lines.append(f"![{group}]({rel})")
+    notes = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "bench", "notes.md")
+    if os.path.exists(notes):
+        with open(notes) as f:
+            lines += ["", f.read().rstrip()]
+    with open(md_path, "w") as f:
+        f.write("\n".join(lines) + "\n")
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:5])
