@@ -64,6 +64,31 @@ TEST(Concurrency, EveryExportFromManyThreadsMatchesOneThread) {
   std::printf("%d threads made %d calls of %zu exports\n", kThreads, calls.load(), table.size());
 }
 
+// Each thread registers for the release of the core's per-thread buffers on
+// its first call, and runs that release as it ends: threads that start and
+// end while others call are what the ThreadSanitizer build watches here.
+TEST(Concurrency, ThreadsStartingAndEndingBesideCallersAreRaceFree) {
+  std::atomic<bool> stop{false};
+  std::atomic<int> failures{0};
+  auto call_once = [&] {
+    Host host(false);
+    ZwArrayHandle a = host.matrix<double>(2, 2, {2, 1, 1, 3});
+    ZwArrayHandle c = host.empty();
+    if (dMtrxMulH(a, a, c) != 0 || matrix_data<double>(c)[0] != 5.0) ++failures;
+  };
+  std::thread steady([&] {
+    while (!stop.load()) call_once();
+  });
+  for (int wave = 0; wave < 4; ++wave) {
+    std::vector<std::thread> short_lived;
+    for (int t = 0; t < kThreads; ++t) short_lived.emplace_back(call_once);
+    for (auto& th : short_lived) th.join();
+  }
+  stop = true;
+  steady.join();
+  EXPECT_EQ(failures.load(), 0);
+}
+
 TEST(Concurrency, ThreadSlotsRouteEachThreadToItsOwnHost) {
   void* fake = dlopen(TARNX_FAKE_HOST, RTLD_NOW | RTLD_LOCAL);
   ASSERT_NE(fake, nullptr);
