@@ -9,6 +9,7 @@
 #include <strings.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
@@ -76,10 +77,13 @@ int read_generation(dl_phdr_info* info, std::size_t size, void* data) {
 
 pthread_key_t exit_key;
 pthread_once_t exit_key_once = PTHREAD_ONCE_INIT;
-void (*exit_function)() = nullptr;
+// Written by every thread's first call and read by every thread as it ends,
+// on any thread at once: an atomic, so that these are not data races even
+// though every writer but the unload stores the same function.
+std::atomic<void (*)()> exit_function{nullptr};
 
 void run_exit_function(void*) {
-  if (exit_function != nullptr) exit_function();
+  if (void (*fn)() = exit_function.load(std::memory_order_acquire)) fn();
 }
 
 void make_exit_key() { pthread_key_create(&exit_key, run_exit_function); }
@@ -153,14 +157,14 @@ void call_at_thread_exit(void (*fn)()) {
   thread_local bool registered = false;
   if (registered) return;
   registered = true;
-  exit_function = fn;
+  exit_function.store(fn, std::memory_order_release);
   pthread_once(&exit_key_once, make_exit_key);
   pthread_setspecific(exit_key, reinterpret_cast<void*>(1));
 }
 
 void forget_thread_exit() {
   // Called at unload: no thread may run a destructor that is no longer mapped.
-  exit_function = nullptr;
+  exit_function.store(nullptr, std::memory_order_release);
   pthread_once(&exit_key_once, make_exit_key);
   pthread_key_delete(exit_key);
 }

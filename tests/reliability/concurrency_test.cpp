@@ -5,6 +5,8 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <cstdio>
+#include <iterator>
 #include <thread>
 
 #include "support/export_calls.hpp"
@@ -16,32 +18,40 @@ using namespace test;
 constexpr int kThreads = 8;
 constexpr int kRounds = 3;
 
+// Threads of one size share code paths; threads of different sizes run the
+// blocked and unblocked paths of the core side by side.
+constexpr int kSizes[] = {1, 4, 7};
+
 TEST(Concurrency, EveryExportFromManyThreadsMatchesOneThread) {
   const auto table = tarnx::export_table();
-  std::vector<std::vector<unsigned char>> expected;
-  std::vector<int32_t> expected_status;
+  std::vector<std::vector<unsigned char>> expected[std::size(kSizes)];
+  std::vector<int32_t> expected_status[std::size(kSizes)];
   {
     Host host;
-    for (const auto& info : table) {
-      PreparedCall call(info, host);
-      expected_status.push_back(call.call());
-      expected.push_back(call.snapshot());
-    }
+    for (std::size_t s = 0; s < std::size(kSizes); ++s)
+      for (const auto& info : table) {
+        PreparedCall call(info, host, kSizes[s]);
+        expected_status[s].push_back(call.call());
+        expected[s].push_back(call.snapshot());
+      }
   }
   const int64_t handles_before = ZwrtLiveHandles();
-  std::atomic<int> mismatches{0};
+  const int64_t bytes_before = ZwrtLiveBytes();
+  std::atomic<int> mismatches{0}, calls{0};
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t)
     threads.emplace_back([&, t] {
       Host host(false);
+      const std::size_t s = t % std::size(kSizes);
       for (int round = 0; round < kRounds; ++round)
         for (std::size_t k = 0; k < table.size(); ++k) {
           // Each thread walks the table from its own starting point, so
           // different exports run side by side.
           const std::size_t i = (k + t * 7) % table.size();
-          PreparedCall call(table[i], host);
+          PreparedCall call(table[i], host, kSizes[s]);
           const int32_t status = call.call();
-          if (status != expected_status[i] || call.snapshot() != expected[i]) {
+          ++calls;
+          if (status != expected_status[s][i] || call.snapshot() != expected[s][i]) {
             ++mismatches;
             ADD_FAILURE() << table[i].name << " differs on thread " << t;
           }
@@ -50,6 +60,33 @@ TEST(Concurrency, EveryExportFromManyThreadsMatchesOneThread) {
   for (auto& th : threads) th.join();
   EXPECT_EQ(mismatches.load(), 0);
   EXPECT_EQ(ZwrtLiveHandles(), handles_before);
+  EXPECT_EQ(ZwrtLiveBytes(), bytes_before);
+  std::printf("%d threads made %d calls of %zu exports\n", kThreads, calls.load(), table.size());
+}
+
+// Each thread registers for the release of the core's per-thread buffers on
+// its first call, and runs that release as it ends: threads that start and
+// end while others call are what the ThreadSanitizer build watches here.
+TEST(Concurrency, ThreadsStartingAndEndingBesideCallersAreRaceFree) {
+  std::atomic<bool> stop{false};
+  std::atomic<int> failures{0};
+  auto call_once = [&] {
+    Host host(false);
+    ZwArrayHandle a = host.matrix<double>(2, 2, {2, 1, 1, 3});
+    ZwArrayHandle c = host.empty();
+    if (dMtrxMulH(a, a, c) != 0 || matrix_data<double>(c)[0] != 5.0) ++failures;
+  };
+  std::thread steady([&] {
+    while (!stop.load()) call_once();
+  });
+  for (int wave = 0; wave < 4; ++wave) {
+    std::vector<std::thread> short_lived;
+    for (int t = 0; t < kThreads; ++t) short_lived.emplace_back(call_once);
+    for (auto& th : short_lived) th.join();
+  }
+  stop = true;
+  steady.join();
+  EXPECT_EQ(failures.load(), 0);
 }
 
 TEST(Concurrency, ThreadSlotsRouteEachThreadToItsOwnHost) {

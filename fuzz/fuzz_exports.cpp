@@ -1,0 +1,432 @@
+// libFuzzer target over every export of the export table.
+//
+// One input is one call. It names the export (its name followed by a NUL; a
+// name that matches no export picks one by hash, so mutated inputs still land
+// somewhere), then gives one header byte and, per argument, a mode byte with
+// whatever that mode reads next. Mode 0, and every byte past the end of the
+// input, keeps the well-formed argument that the test support makes for that
+// export, so the empty tail of an input is a valid call and the fuzzer starts
+// from the library's working paths and bends one argument at a time.
+//
+// After each call the promises that hold whatever the inputs are checked:
+// the status is one of the library's codes; every scratch handle is empty;
+// after a failure every array output is empty and every floating result holds
+// the failure NaN; inputs and by-reference scalars are untouched; the library
+// made and kept no handle and no byte. A broken promise aborts, so libFuzzer
+// keeps the input as a crash.
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "frame/status.hpp"
+#include "support/export_calls.hpp"
+
+namespace {
+
+using tarnx::arg::Elem;
+using tarnx::arg::Role;
+using tarnx::arg::Shape;
+using test::Host;
+
+// Every code a call may return. A new code in the library has to be added
+// here too, or the fuzzer reports it.
+constexpr tarnx::Status kStatuses[] = {
+    tarnx::Ok, tarnx::WarnRankDeficient, tarnx::WarnSingularFactor, tarnx::WarnNearlySingularRoot,
+    tarnx::OutOfMemory, tarnx::SizeMismatch, tarnx::EmptyInput, tarnx::NegativeSize,
+    tarnx::TooFewPoints, tarnx::OffsetOutOfRange, tarnx::InnerDimensionMismatch, tarnx::NotSquare,
+    tarnx::Singular, tarnx::FitNotFormed, tarnx::LeadingDimensionTooSmall, tarnx::NegativeMN,
+    tarnx::SelectorOutOfRange, tarnx::NoConvergence, tarnx::NotFinite, tarnx::GeneralizedSizeMismatch,
+    tarnx::NotPositiveDefinite, tarnx::ReorderFailed, tarnx::ReorderFailedAfterSort,
+    tarnx::NormOrderNaN, tarnx::ZeroIncrement, tarnx::InternalError,
+};
+
+bool known(int32_t status) {
+  for (tarnx::Status s : kStatuses)
+    if (s == status) return true;
+  return false;
+}
+
+[[noreturn]] void broken(std::string_view export_name, const std::string& what) {
+  std::fprintf(stderr, "\n*** %.*s: %s\n", int(export_name.size()), export_name.data(), what.c_str());
+  std::fflush(stderr);
+  std::abort();
+}
+
+// Reads the input front to back; past its end every read gives 0.
+class Input {
+ public:
+  Input(const uint8_t* data, std::size_t size) : p_(data), end_(data + size) {}
+  uint8_t byte() { return p_ < end_ ? *p_++ : 0; }
+  int32_t i32() {
+    uint32_t v = 0;
+    for (int i = 0; i < 4; ++i) v |= uint32_t(byte()) << (8 * i);
+    return static_cast<int32_t>(v);
+  }
+  // The export name: bytes up to a NUL, at most 40.
+  std::string_view name() {
+    const uint8_t* start = p_;
+    while (p_ < end_ && *p_ != 0 && p_ - start < 40) ++p_;
+    std::string_view s(reinterpret_cast<const char*>(start), std::size_t(p_ - start));
+    if (p_ < end_ && *p_ == 0) ++p_;
+    return s;
+  }
+
+ private:
+  const uint8_t* p_;
+  const uint8_t* end_;
+};
+
+// A component value: mostly small exact numbers, and one byte in eight a
+// value that numerical code has to survive (NaN with and without sign and
+// payload, infinities, the extreme finite magnitudes the screen refuses or
+// just lets through, subnormals, negative zero, values whose square
+// overflows or underflows).
+template <class R> R component(uint8_t b) {
+  using L = std::numeric_limits<R>;
+  if (b < 224) return R(int(b) - 112) / R(16);
+  switch (b - 224) {
+    case 0: return L::quiet_NaN();
+    case 1: return -L::quiet_NaN();
+    case 2: return L::infinity();
+    case 3: return -L::infinity();
+    case 4: return L::max();
+    case 5: return L::lowest();
+    case 6: return std::nextafter(L::max(), R(0));
+    case 7: return std::nextafter(L::lowest(), R(0));
+    case 8: return L::min();
+    case 9: return L::denorm_min();
+    case 10: return -R(0);
+    case 11: return std::sqrt(L::max()) * R(2);
+    case 12: return -std::sqrt(L::max()) * R(2);
+    case 13: return std::sqrt(L::min()) / R(2);
+    case 14: return L::epsilon();
+    case 15: return L::signaling_NaN();
+    case 16: return std::is_same_v<R, double> ? R(-1.7976931348623e+308) : -L::max() / R(2);
+    case 17: return R(1e6);
+    case 18: return R(-1e-6);
+    default: return R(b - 240);
+  }
+}
+
+template <class T> T element(Input& in) {
+  if constexpr (test::is_complex<T>) {
+    using R = test::RealOf<T>;
+    const R re = component<R>(in.byte());
+    return T(re, component<R>(in.byte()));
+  } else {
+    return component<T>(in.byte());
+  }
+}
+
+int32_t integer(Input& in) {
+  // Sizes near the edges of the resize guard, int32 extremes, every
+  // selector value and its neighbours, and now and then any int32.
+  static const int32_t palette[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, -1, -2, -3, 100, 101, 102, 103,
+                                    110, 111, 112, 113, 114, 120, 121, 122, 130, 131, 132,
+                                    140, 141, 142, 9, 16, 46341, 65536, INT_MAX, INT_MIN,
+                                    INT_MAX / 2, -65536, 1 << 20, 50, 2, 1};
+  const uint8_t b = in.byte();
+  if (b >= 0xF0) return in.i32();
+  return palette[b % (sizeof palette / sizeof palette[0])];
+}
+
+int dim(Input& in) {
+  const uint8_t b = in.byte();
+  if (b < 0xF0) return b % 9;
+  static const int big[] = {10, 12, 16, 17, 23, 31, 1, 0};
+  return big[b % 8];
+}
+
+// A handle for an argument with the element type of the export's argument.
+template <class T> ZwArrayHandle make_handle(Host& host, Shape shape, int r, int c, int fill, Input& in) {
+  const std::size_t n = shape == Shape::Matrix ? std::size_t(r) * c : std::size_t(r);
+  std::vector<T> v(n);
+  if constexpr (std::is_same_v<T, int32_t>) {
+    for (auto& x : v) x = fill == 0 ? 1 : integer(in);
+  } else {
+    for (std::size_t k = 0; k < n; ++k) {
+      // fill 0: a diagonally dominant Hermitian matrix (safe for every
+      // operation); 1: every element from the input; 2: the safe matrix
+      // with one element from the input.
+      const std::size_t i = shape == Shape::Matrix && c ? k / c : k, j = shape == Shape::Matrix && c ? k % c : 0;
+      v[k] = i == j ? T(test::RealOf<T>(r + 1)) : T(test::RealOf<T>(1.0 / (1 + i + j)));
+    }
+    if (fill == 1)
+      for (auto& x : v) x = element<T>(in);
+    if (fill == 2 && n > 0) v[in.byte() % n] = element<T>(in);
+  }
+  return shape == Shape::Matrix ? host.matrix<T>(r, c, v) : host.vector<T>(v);
+}
+
+ZwArrayHandle handle_for(Host& host, Elem elem, Shape shape, int r, int c, int fill, Input& in) {
+  switch (elem) {
+    case Elem::F32: return make_handle<float>(host, shape, r, c, fill, in);
+    case Elem::F64: return make_handle<double>(host, shape, r, c, fill, in);
+    case Elem::C64: return make_handle<test::cfloat>(host, shape, r, c, fill, in);
+    case Elem::C128: return make_handle<test::cdouble>(host, shape, r, c, fill, in);
+    case Elem::I32: return make_handle<int32_t>(host, shape, r, c, fill, in);
+  }
+  return nullptr;
+}
+
+template <class R> void store_component(void* p, uint8_t b) {
+  const R v = component<R>(b);
+  std::memcpy(p, &v, sizeof v);
+}
+
+// A scalar of the argument's element type into `p` (a slot or a Ref cell).
+void scalar(void* p, Elem elem, Input& in) {
+  auto* bytes = static_cast<unsigned char*>(p);
+  switch (elem) {
+    case Elem::I32: { const int32_t v = integer(in); std::memcpy(p, &v, 4); break; }
+    case Elem::F32: store_component<float>(p, in.byte()); break;
+    case Elem::F64: store_component<double>(p, in.byte()); break;
+    case Elem::C64: store_component<float>(p, in.byte()); store_component<float>(bytes + 4, in.byte()); break;
+    case Elem::C128: store_component<double>(p, in.byte()); store_component<double>(bytes + 8, in.byte()); break;
+  }
+}
+
+std::size_t element_size(Elem elem) {
+  switch (elem) {
+    case Elem::F32: case Elem::I32: return 4;
+    case Elem::F64: case Elem::C64: return 8;
+    case Elem::C128: return 16;
+  }
+  return 16;
+}
+
+std::size_t vector_offset(Elem elem) { return elem == Elem::F64 || elem == Elem::C128 ? 8 : 4; }
+
+// The bytes a handle's dimension sizes say it holds: reading them is also
+// how an output whose sizes claim more than its block shows up under ASan.
+std::vector<unsigned char> contents(ZwArrayHandle h, Shape shape, Elem elem) {
+  const auto* block = reinterpret_cast<const unsigned char*>(*h);
+  const auto* d = reinterpret_cast<const int32_t*>(block);
+  std::size_t bytes;
+  if (shape == Shape::Matrix) bytes = 8 + element_size(elem) * std::size_t(d[0] < 0 ? 0 : d[0]) * std::size_t(d[1] < 0 ? 0 : d[1]);
+  else bytes = vector_offset(elem) + element_size(elem) * std::size_t(d[0] < 0 ? 0 : d[0]);
+  return std::vector<unsigned char>(block, block + bytes);
+}
+
+bool is_empty(ZwArrayHandle h, Shape shape) {
+  const auto* d = reinterpret_cast<const int32_t*>(*h);
+  return shape == Shape::Matrix ? d[0] == 0 && d[1] == 0 : d[0] == 0;
+}
+
+bool failure_nan(const void* p, Elem elem) {
+  switch (elem) {
+    case Elem::F32: case Elem::C64: {
+      uint32_t w[2];
+      std::memcpy(w, p, elem == Elem::F32 ? 4 : 8);
+      return w[0] == 0x7FC00000u && (elem == Elem::F32 || w[1] == 0x7FC00000u);
+    }
+    case Elem::F64: case Elem::C128: {
+      uint64_t w[2];
+      std::memcpy(w, p, elem == Elem::F64 ? 8 : 16);
+      return w[0] == 0x7FF8000000000000ull && (elem == Elem::F64 || w[1] == 0x7FF8000000000000ull);
+    }
+    case Elem::I32: return true;
+  }
+  return true;
+}
+
+const tarnx::ExportInfo& pick_export(Input& in) {
+  const auto table = tarnx::export_table();
+  const std::string_view name = in.name();
+  if (const tarnx::ExportInfo* e = tarnx::find_export(name)) return *e;
+  uint32_t hash = 2166136261u;
+  for (char ch : name) hash = (hash ^ uint8_t(ch)) * 16777619u;
+  return table[hash % table.size()];
+}
+
+void run(const uint8_t* data, std::size_t size) {
+  Input in(data, size);
+  const tarnx::ExportInfo& info = pick_export(in);
+  // Header: the size of the well-formed arguments (0 to 7), whether every
+  // resize moves its block, and, with the top bit set, which of the call's
+  // first eight resizes fails.
+  const uint8_t header = in.byte();
+  const int n = header & 7;
+  const bool move = header & 8;
+  const int fail_at = header & 0x80 ? ((header >> 4) & 7) + 1 : 0;
+
+  const int64_t handles_before = ZwrtLiveHandles();
+  const int64_t bytes_before = ZwrtLiveBytes();
+  {
+    Host host(false);
+    test::PreparedCall call(info, host, n);
+    if (call.address() == nullptr) broken(info.name, "in the table but not exported");
+    auto& slots = call.slots();
+    std::vector<std::vector<unsigned char>> ref_cells(info.args.size());
+
+    for (std::size_t i = 0; i < info.args.size(); ++i) {
+      const auto& a = info.args[i];
+      const uint8_t mode = in.byte();
+      if (mode == 0) continue;
+      switch (a.kind.role) {
+        case Role::In:
+        case Role::InOut: {
+          const int r = dim(in);
+          const int c = (mode & 1) ? r : dim(in);  // odd modes: square
+          slots[i].handle = handle_for(host, a.kind.elem, a.kind.shape, r, c, (mode >> 1) % 3, in);
+          break;
+        }
+        case Role::Out:
+          // An output that already holds something, as reused outputs do
+          // (right shape or not).
+          if (mode & 1) {
+            const int r = dim(in), c = dim(in);
+            slots[i].handle = handle_for(host, a.kind.elem, a.kind.shape, r, c, 1, in);
+          }
+          break;
+        case Role::Scratch:
+          if (mode & 1) slots[i].handle = nullptr;
+          else slots[i].handle = handle_for(host, a.kind.elem, Shape::Vector, dim(in), 0, 1, in);
+          break;
+        case Role::Value:
+          // A call that turns the argument checks off promises sizes that
+          // fit its handles and gets no protection by design; the fuzzer
+          // keeps the checks on.
+          if (a.name == "checkArguments") break;
+          scalar(&slots[i], a.kind.elem, in);
+          break;
+        case Role::Ref:
+        case Role::Update:
+          ref_cells[i].assign(16, 0);
+          scalar(ref_cells[i].data(), a.kind.elem, in);
+          slots[i].pointer = ref_cells[i].data();
+          break;
+        case Role::Result:
+          break;
+      }
+    }
+
+    // Every array input moves to a block with a spare row after its
+    // elements. The core's strided complex dot product (used by the positive
+    // definite inverse, among others) reads one stride past the last element
+    // it sums; from a host block that ends at a page boundary that read
+    // faults. The library cannot stop the core from doing so; the slack keeps
+    // the fuzzer on the library's own faults. docs/reliability.md has the
+    // details.
+    std::vector<ZwArrayHandle> slack_handles;
+    for (std::size_t i = 0; i < info.args.size(); ++i) {
+      const auto& a = info.args[i];
+      if (a.kind.role != Role::In && a.kind.role != Role::InOut) continue;
+      const std::vector<unsigned char> bytes = contents(slots[i].handle, a.kind.shape, a.kind.elem);
+      const auto* d = reinterpret_cast<const int32_t*>(bytes.data());
+      const std::size_t row = element_size(a.kind.elem) * std::size_t(std::max(d[0], a.kind.shape == Shape::Matrix ? d[1] : 0) + 4);
+      auto h = reinterpret_cast<ZwArrayHandle>(AZNewHandle(bytes.size() + row));
+      std::memcpy(*h, bytes.data(), bytes.size());
+      slack_handles.push_back(h);
+      slots[i].handle = h;
+    }
+    struct Dispose {
+      std::vector<ZwArrayHandle>& v;
+      ~Dispose() {
+        for (ZwArrayHandle h : v) AZDisposeHandle(reinterpret_cast<void**>(h));
+      }
+    } dispose{slack_handles};
+
+    // What must come back unchanged: input blocks (address and bytes) and
+    // scalars passed by reference.
+    std::vector<std::vector<unsigned char>> before(info.args.size());
+    std::vector<void*> blocks(info.args.size(), nullptr);
+    for (std::size_t i = 0; i < info.args.size(); ++i) {
+      const auto& a = info.args[i];
+      if (a.kind.role == Role::In) {
+        blocks[i] = *slots[i].handle;
+        before[i] = contents(slots[i].handle, a.kind.shape, a.kind.elem);
+      } else if (a.kind.role == Role::Ref) {
+        before[i].assign(static_cast<unsigned char*>(slots[i].pointer),
+                         static_cast<unsigned char*>(slots[i].pointer) + 16);
+      }
+    }
+
+    ZwrtMoveOnResize(move);
+    if (fail_at) ZwrtFailNthResize(fail_at);
+    const int32_t status = call.call();
+    ZwrtFailNthResize(0);
+    ZwrtMoveOnResize(0);
+
+    // TARNX_FUZZ_TRACE=1 names each call, for reading a crash or slow input.
+    static const bool trace = std::getenv("TARNX_FUZZ_TRACE") != nullptr;
+    if (trace) std::fprintf(stderr, "%.*s -> %d\n", int(info.name.size()), info.name.data(), status);
+    const std::string st = " (status " + std::to_string(status) + ")";
+    if (!known(status)) broken(info.name, "status outside the code table" + st);
+    for (std::size_t i = 0; i < info.args.size(); ++i) {
+      const auto& a = info.args[i];
+      const std::string what = "argument " + std::string(a.name) + ": ";
+      const ZwArrayHandle h = slots[i].handle;
+      switch (a.kind.role) {
+        case Role::In:
+          if (*h != blocks[i]) broken(info.name, what + "input block resized" + st);
+          if (contents(h, a.kind.shape, a.kind.elem) != before[i]) broken(info.name, what + "input changed" + st);
+          break;
+        case Role::Ref:
+          if (std::memcmp(slots[i].pointer, before[i].data(), 16) != 0)
+            broken(info.name, what + "scalar input changed" + st);
+          break;
+        case Role::Scratch:
+          if (h != nullptr && !is_empty(h, Shape::Vector)) broken(info.name, what + "scratch handle not emptied" + st);
+          break;
+        case Role::Out:
+        case Role::InOut:
+          // Reading every element the sizes promise catches sizes that
+          // outrun their block.
+          (void)contents(h, a.kind.shape, a.kind.elem);
+          if (tarnx::failed(status) && !is_empty(h, a.kind.shape))
+            broken(info.name, what + "output not emptied after a failure" + st);
+          break;
+        case Role::Result:
+        case Role::Update:
+          if (tarnx::failed(status) && !failure_nan(slots[i].pointer, a.kind.elem))
+            broken(info.name, what + "result is not the failure NaN" + st);
+          break;
+        case Role::Value:
+          break;
+      }
+    }
+  }
+  if (ZwrtLiveHandles() != handles_before) broken(info.name, "handles leaked");
+  if (ZwrtLiveBytes() != bytes_before) broken(info.name, "host memory leaked");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  // The calls resolve the library's exports through the loaded library.
+  if (test::library_handle() == nullptr) {
+    std::fprintf(stderr, "TARNX_LINALG.so is not loaded\n");
+    std::abort();
+  }
+  // `TARNX_FUZZ_SEEDS=dir` writes one seed per export (its name, a NUL and
+  // a header for 4 x 4 arguments) and stops: the committed corpus comes from
+  // here, and new exports get a seed the same way.
+  if (const char* dir = std::getenv("TARNX_FUZZ_SEEDS")) {
+    for (const tarnx::ExportInfo& info : tarnx::export_table()) {
+      const std::string path = std::string(dir) + "/" + std::string(info.name);
+      if (std::FILE* f = std::fopen(path.c_str(), "wb")) {
+        std::fwrite(info.name.data(), 1, info.name.size(), f);
+        std::fputc(0, f);
+        std::fputc(4, f);
+        std::fclose(f);
+      }
+    }
+    std::exit(0);
+  }
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
+  run(data, size);
+  return 0;
+}
