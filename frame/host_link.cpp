@@ -1,6 +1,7 @@
 #include "frame/host_link.hpp"
 
 #include <atomic>
+#include <iterator>
 #include <cstdio>
 
 #include "frame/export.hpp"
@@ -13,14 +14,26 @@ namespace {
 constexpr uint32_t kNoSlot = 0xFFFFFFFFu;
 constexpr const char* kCaption = "Fatal Error";
 
-struct HostFunctionRecord {
-  std::atomic<void*> function;
-  std::atomic<void*> module;
-  char name[32];
+// A host function as found in one module. Published entries never change,
+// so a reader that sees an entry sees a matching module and function even
+// while threads served by different runtimes resolve at the same time.
+struct Resolution {
+  std::atomic<void*> module{nullptr};
+  std::atomic<void*> function{nullptr};
+  std::atomic<bool> published{false};
 };
 
-HostFunctionRecord resize_record{nullptr, nullptr, "NumericArrayResize"};
-HostFunctionRecord qsort_record{nullptr, nullptr, "QSort"};
+struct HostFunctionRecord {
+  std::atomic<const Resolution*> current;  // the resolution last made
+  const char* name;
+  // Every module this function was found in, one entry per module; a
+  // process has a handful of host runtimes at most.
+  Resolution found[16];
+  std::atomic<uint32_t> used;
+};
+
+HostFunctionRecord resize_record{{nullptr}, "NumericArrayResize", {}, {0}};
+HostFunctionRecord qsort_record{{nullptr}, "QSort", {}, {0}};
 
 std::atomic<void*> runtime_module{nullptr};
 std::atomic<uint32_t> runtime_tls_index{kNoSlot};
@@ -65,23 +78,43 @@ platform::Module FindHostModule() {
   return search_process();
 }
 
+// The entry already made for `module`, if any.
+const Resolution* known_resolution(HostFunctionRecord& record, platform::Module module) {
+  const uint32_t used = record.used.load(std::memory_order_acquire);
+  for (uint32_t i = 0; i < used && i < std::size(record.found); ++i) {
+    const Resolution& r = record.found[i];
+    if (r.published.load(std::memory_order_acquire) && r.module.load(std::memory_order_relaxed) == module)
+      return &r;
+  }
+  return nullptr;
+}
+
 void* ResolveHostFunction(HostFunctionRecord& record) {
   platform::Module module = FindHostModule();
   if (module == nullptr)
     platform::fatal(kCaption, "ZANWELLV.LIB was not called from a Zanwell process.");
-  void* function = record.function.load(std::memory_order_acquire);
-  if (module != record.module.load(std::memory_order_acquire) || function == nullptr) {
-    function = platform::own_export(module, record.name);
-    // Function before module: a thread that sees the new module also sees
-    // the function resolved from it.
-    record.function.store(function, std::memory_order_release);
-    record.module.store(module, std::memory_order_release);
+  const Resolution* r = record.current.load(std::memory_order_acquire);
+  if (r != nullptr && r->module.load(std::memory_order_relaxed) == module)
+    return r->function.load(std::memory_order_relaxed);
+  if ((r = known_resolution(record, module)) != nullptr) {
+    record.current.store(r, std::memory_order_release);
+    return r->function.load(std::memory_order_relaxed);
   }
+  void* function = platform::own_export(module, record.name);
   if (function == nullptr) {
     char text[300];
     std::snprintf(text, sizeof text, "ZANWELLV.LIB could not locate \"%s\".", record.name);
     platform::fatal(kCaption, text);
   }
+  const uint32_t slot = record.used.fetch_add(1, std::memory_order_acq_rel);
+  // More runtimes than entries: the function is still right for this call,
+  // it is only looked up again next time.
+  if (slot >= std::size(record.found)) return function;
+  Resolution& entry = record.found[slot];
+  entry.module.store(module, std::memory_order_relaxed);
+  entry.function.store(function, std::memory_order_relaxed);
+  entry.published.store(true, std::memory_order_release);
+  record.current.store(&entry, std::memory_order_release);
   return function;
 }
 
