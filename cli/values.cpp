@@ -384,16 +384,7 @@ std::string lower_case(std::string_view s) {
   return out;
 }
 
-std::size_t element_size(Elem e) {
-  switch (e) {
-    case Elem::F32: case Elem::I32: return 4;
-    case Elem::F64: case Elem::C64: return 8;
-    case Elem::C128: return 16;
-  }
-  return 8;
-}
 
-std::size_t vector_offset(Elem e) { return e == Elem::F64 || e == Elem::C128 ? 8 : 4; }
 
 Grid read_grid(const std::string& arg, TextStore& store, bool* stdin_used) {
   if (!arg.empty() && arg[0] == '[') {

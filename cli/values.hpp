@@ -41,10 +41,6 @@ using TextStore = std::deque<std::string>;
 // file path (Matrix Market when it says so, else whitespace-separated rows).
 Grid read_grid(const std::string& arg, TextStore& store, bool* stdin_used);
 
-// Element sizes and where a vector's elements start, as the host lays them out.
-std::size_t element_size(arg::Elem elem);
-std::size_t vector_offset(arg::Elem elem);
-
 // Writes the grid's values as `elem` elements into `out`; throws Bad naming
 // the place of a value that does not parse.
 void convert(const Grid& grid, arg::Elem elem, void* out);

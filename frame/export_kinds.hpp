@@ -2,6 +2,7 @@
 // How each export's arguments are described: role, shape and element type.
 // The library builds its exports from these descriptions, and the tools that
 // load it as a host does (command-line host, tests, fuzzer) read them back.
+#include <cstddef>
 #include <cstdint>
 
 #include "frame/traits.hpp"
@@ -32,6 +33,18 @@ template <class T> constexpr Elem elem_of() {
     return Elem::I32;
   }
 }
+
+// Bytes of one element, and where a vector's elements start in its block
+// (after the length, rounded up to the element's alignment).
+constexpr std::size_t element_size(Elem e) {
+  switch (e) {
+    case Elem::F32: case Elem::I32: return 4;
+    case Elem::F64: case Elem::C64: return 8;
+    case Elem::C128: return 16;
+  }
+  return 16;
+}
+constexpr std::size_t vector_offset(Elem e) { return e == Elem::F64 || e == Elem::C128 ? 8 : 4; }
 
 struct Desc {
   Role role;

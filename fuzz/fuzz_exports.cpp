@@ -195,16 +195,7 @@ void scalar(void* p, Elem elem, Input& in) {
   }
 }
 
-std::size_t element_size(Elem elem) {
-  switch (elem) {
-    case Elem::F32: case Elem::I32: return 4;
-    case Elem::F64: case Elem::C64: return 8;
-    case Elem::C128: return 16;
-  }
-  return 16;
-}
 
-std::size_t vector_offset(Elem elem) { return elem == Elem::F64 || elem == Elem::C128 ? 8 : 4; }
 
 // The bytes a handle's dimension sizes say it holds: reading them is also
 // how an output whose sizes claim more than its block shows up under ASan.

@@ -16,15 +16,6 @@ using tarnx::arg::Shape;
 constexpr int32_t kOutOfMemory = -20001;
 constexpr int32_t kInternalError = -20999;
 
-std::size_t element_size(tarnx::arg::Elem e) {
-  switch (e) {
-    case tarnx::arg::Elem::F32: case tarnx::arg::Elem::I32: return 4;
-    case tarnx::arg::Elem::F64: case tarnx::arg::Elem::C64: return 8;
-    case tarnx::arg::Elem::C128: return 16;
-  }
-  return 16;
-}
-
 // The bytes every input handle's sizes cover, sizes included, so a call that
 // writes into an input or resizes it shows up.
 std::vector<unsigned char> input_bytes(const PreparedCall& call) {

@@ -94,14 +94,6 @@ bool all_nan(const void* p, Elem elem) {
   return true;
 }
 
-std::size_t element_size(Elem elem) {
-  switch (elem) {
-    case Elem::F32: case Elem::I32: return 4;
-    case Elem::F64: case Elem::C64: return 8;
-    case Elem::C128: return 16;
-  }
-  return 16;
-}
 
 }  // namespace
 
@@ -167,7 +159,7 @@ std::vector<unsigned char> PreparedCall::snapshot() const {
       if (a.kind.shape == Shape::Matrix) {
         append(*h, 8 + size * static_cast<std::size_t>(rows(h)) * cols(h));
       } else {
-        const std::size_t offset = (size == 16 || (size == 8 && a.kind.elem == Elem::F64)) ? 8 : 4;
+        const std::size_t offset = vector_offset(a.kind.elem);
         append(*h, offset + size * static_cast<std::size_t>(length(h)));
       }
     } else if (a.kind.role == Role::Result || a.kind.role == Role::Update) {
