@@ -9,7 +9,7 @@
 #include "factor/schur.hpp"
 #include "frame/core.hpp"
 #include "frame/export.hpp"
-#include "factor/generalized_quotient.hpp"
+#include "factor/pencil.hpp"
 #include "frame/layout.hpp"
 
 namespace tarnx {
@@ -35,53 +35,30 @@ int32_t GeneralizedEigen(const T* a, const T* b, int32_t n, ComplexOf<T>* values
   if (info < 0) return InternalError;
   lwork = workspace_size(query);
 
-  // Work layout: the copies of A and B, ALPHAR ALPHAI BETA (complex: ALPHA
-  // BETA), VL when wanted, WORK.
+  // Work layout: the copies of A and B, the eigenvalue parts, VL when
+  // wanted, then the core's workspace.
   const int64_t nn = static_cast<int64_t>(n) * n;
-  const int64_t scalars = is_complex_v<T> ? 2 * static_cast<int64_t>(n) : 3 * static_cast<int64_t>(n);
-  const int64_t vl_size = vectors != nullptr ? nn : 0;
-  const int32_t count = handle_count(2 * nn + scalars + vl_size + lwork);
-  if (work == nullptr) return InternalError;
-  if (count < 0) return OutOfMemory;
-  T* w = nullptr;
-  if (ResizeVector<T>(work, count, &w) != Ok) return OutOfMemory;
-  R* rwork = nullptr;
-  if constexpr (is_complex_v<T>) {
-    if (real_work == nullptr) return InternalError;
-    if (ResizeVector<R>(real_work, 8 * n, &rwork) != Ok) return OutOfMemory;
-  }
-  T* a_copy = w;
-  T* b_copy = a_copy + nn;
-  T* alpha = b_copy + nn;  // complex types
-  T* beta = alpha + n;
-  R* alphar = reinterpret_cast<R*>(b_copy + nn);  // real types
-  R* alphai = alphar + n;
-  R* beta_r = alphai + n;
-  T* vl = is_complex_v<T> ? beta + n : reinterpret_cast<T*>(beta_r + n);
-  T* core_work = vl + vl_size;
-
+  PencilWork<T> p;
+  if (int32_t status = p.size(n, vectors != nullptr ? 1 : 0, lwork, work, real_work); status != Ok)
+    return status;
+  T* a_copy = p.a;
+  T* b_copy = p.b;
+  T* vl = p.vectors;
   std::copy(a, a + nn, a_copy);
   std::copy(b, b + nn, b_copy);
   if constexpr (is_complex_v<T>)
-    Core<T>::ggev(jobvl, "N", &n, a_copy, &n, b_copy, &n, alpha, beta, vl, &n, nullptr, &n, core_work,
-                  &lwork, rwork, &info);
+    Core<T>::ggev(jobvl, "N", &n, a_copy, &n, b_copy, &n, p.alpha, p.beta, vl, &n, nullptr, &n,
+                  p.core_work, &lwork, p.rwork, &info);
   else
-    Core<T>::ggev(jobvl, "N", &n, a_copy, &n, b_copy, &n, alphar, alphai, beta_r, vl, &n, nullptr, &n,
-                  core_work, &lwork, &info);
+    Core<T>::ggev(jobvl, "N", &n, a_copy, &n, b_copy, &n, p.alphar, p.alphai, p.beta_r, vl, &n, nullptr,
+                  &n, p.core_work, &lwork, &info);
   if (info < 0 || info > n) return InternalError;
   if (info > 0) return NoConvergence;
 
-  if constexpr (is_complex_v<T>) {
-    for (int32_t k = 0; k < n; ++k) values[k] = scaled_quotient(alpha[k], beta[k]);
-    if (vectors != nullptr) ToColumnMajorConj(vl, n, n, vectors);
-  } else {
-    // A real eigenvalue keeps an imaginary part of exactly 0 even when BETA
-    // is 0: only the real part becomes infinite or NaN.
-    for (int32_t k = 0; k < n; ++k) {
-      const R im = alphai[k] != R(0) || std::isnan(alphai[k]) ? alphai[k] / beta_r[k] : alphai[k];
-      values[k] = ComplexOf<T>(alphar[k] / beta_r[k], im);
-    }
-    if (vectors != nullptr) PairedEigenvectors(vl, n, values, vectors);
+  p.eigenvalues(n, values);
+  if (vectors != nullptr) {
+    if constexpr (is_complex_v<T>) ToColumnMajorConj(vl, n, n, vectors);
+    else PairedEigenvectors(vl, n, values, vectors);
   }
   return Ok;
 }

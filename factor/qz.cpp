@@ -12,7 +12,7 @@
 #include "factor/schur.hpp"
 #include "frame/core.hpp"
 #include "frame/export.hpp"
-#include "factor/generalized_quotient.hpp"
+#include "factor/pencil.hpp"
 #include "frame/layout.hpp"
 
 namespace tarnx {
@@ -49,52 +49,26 @@ int32_t GeneralizedSchur(T* a, T* b, int32_t n, T* q, T* z, ComplexOf<T>* eigenv
   lwork = workspace_size(query);
 
   // Work layout: the column-major copies of A and B (they become S and T),
-  // ALPHAR ALPHAI BETA (complex: ALPHA BETA), Q and Z when wanted, WORK.
+  // the eigenvalue parts, Q and Z when wanted, then the core's workspace.
   const int64_t nn = static_cast<int64_t>(n) * n;
-  const int64_t scalars = is_complex_v<T> ? 2 * static_cast<int64_t>(n) : 3 * static_cast<int64_t>(n);
-  const int64_t vector_size = vectors ? 2 * nn : 0;
-  const int32_t count = handle_count(2 * nn + scalars + vector_size + lwork);
-  if (work == nullptr) return InternalError;
-  if (count < 0) return OutOfMemory;
-  T* w = nullptr;
-  if (ResizeVector<T>(work, count, &w) != Ok) return OutOfMemory;
-  R* rwork = nullptr;
-  if constexpr (is_complex_v<T>) {
-    if (real_work == nullptr) return InternalError;
-    if (ResizeVector<R>(real_work, 8 * n, &rwork) != Ok) return OutOfMemory;
-  }
-  T* s = w;
-  T* t = s + nn;
-  T* alpha = t + nn;  // complex types
-  T* beta = alpha + n;
-  R* alphar = reinterpret_cast<R*>(t + nn);  // real types
-  R* alphai = alphar + n;
-  R* beta_r = alphai + n;
-  T* vsl = is_complex_v<T> ? beta + n : reinterpret_cast<T*>(beta_r + n);
-  T* vsr = vectors ? vsl + nn : nullptr;
-  T* core_work = vsl + vector_size;
-  if (!vectors) vsl = nullptr;
+  PencilWork<T> p;
+  if (int32_t status = p.size(n, vectors ? 2 : 0, lwork, work, real_work); status != Ok) return status;
+  T* s = p.a;
+  T* t = p.b;
+  T* vsl = vectors ? p.vectors : nullptr;
+  T* vsr = vectors ? p.vectors + nn : nullptr;
 
   ToColumnMajor(a, n, n, s);
   ToColumnMajor(b, n, n, t);
   if constexpr (is_complex_v<T>)
-    Core<T>::gges(job, job, "N", nullptr, &n, s, &n, t, &n, &sdim, alpha, beta, vsl, &n, vsr, &n,
-                  core_work, &lwork, rwork, nullptr, &info);
+    Core<T>::gges(job, job, "N", nullptr, &n, s, &n, t, &n, &sdim, p.alpha, p.beta, vsl, &n, vsr, &n,
+                  p.core_work, &lwork, p.rwork, nullptr, &info);
   else
-    Core<T>::gges(job, job, "N", nullptr, &n, s, &n, t, &n, &sdim, alphar, alphai, beta_r, vsl, &n,
-                  vsr, &n, core_work, &lwork, nullptr, &info);
+    Core<T>::gges(job, job, "N", nullptr, &n, s, &n, t, &n, &sdim, p.alphar, p.alphai, p.beta_r, vsl,
+                  &n, vsr, &n, p.core_work, &lwork, nullptr, &info);
   if (int32_t status = gges_status(info, n); status != Ok) return status;
 
-  if constexpr (is_complex_v<T>) {
-    for (int32_t k = 0; k < n; ++k) eigenvalues[k] = scaled_quotient(alpha[k], beta[k]);
-  } else {
-    // A real eigenvalue keeps an imaginary part of exactly 0 even when BETA
-    // is 0: only the real part becomes infinite or NaN.
-    for (int32_t k = 0; k < n; ++k) {
-      const R im = alphai[k] != R(0) || std::isnan(alphai[k]) ? alphai[k] / beta_r[k] : alphai[k];
-      eigenvalues[k] = ComplexOf<T>(alphar[k] / beta_r[k], im);
-    }
-  }
+  p.eigenvalues(n, eigenvalues);
   ToColumnMajor(s, n, n, a);
   ToColumnMajor(t, n, n, b);
   if (vectors) {
