@@ -15,12 +15,12 @@
 #include "frame/export.hpp"
 #include "frame/layout.hpp"
 #include "matfun/balance.hpp"
+#include "matfun/schur_frame.hpp"
 #include "matfun/triangular_sqrt.hpp"
 
 namespace tarnx {
 namespace {
 
-constexpr int kRowMajor = 101, kNoTrans = 111, kConjTrans = 113;
 
 // Square roots are taken until ||T - I||_1 is at most this. Past it the
 // degree the approximant needs grows faster than one root costs; below it
@@ -131,31 +131,20 @@ int32_t MatrixLogarithm(C* x, int32_t n, Handle scale_factors, Handle workspace,
     if (status != Singular) x[0] = scalar_log(x[0]);
     return status;
   }
-  if (workspace == nullptr) return InternalError;
-  const int32_t count = square_count(n, 4, n);
-  if (count < 0) return OutOfMemory;
-  C* w = nullptr;
-  if (ResizeVector<C>(workspace, count, &w) != Ok) return OutOfMemory;
-  if (scale_factors == nullptr) return InternalError;
-  R* scale = nullptr;
-  if (ResizeVector<R>(scale_factors, n, &scale) != Ok) return OutOfMemory;
-  // Blocks: Q, the eigenvalues, then three n x n blocks that the roots, the
-  // approximant and the back-transformation share.
-  const int64_t nn = static_cast<int64_t>(n) * n;
-  C* q = w;
-  C* values = q + nn;
-  C* spare = values + n;
-  C* y = spare + nn;
-  C* log_t = y + nn;
-
   // log(D^-1 A D) = D^-1 log(A) D: balancing costs two copies and keeps the
   // Schur form and the roots away from badly scaled rows.
-  BalancedRange range;
-  if (int32_t status = balanceMatrix(x, n, scale, balance_workspace, &range); status != Ok)
-    return status;
-  if (int32_t status = SchurKernel<C>(x, n, 0, q, values, schur_work, schur_real_work, nullptr);
+  SchurFrame<C> frame;
+  if (int32_t status = frame.enter(x, n, 3, scale_factors, workspace, balance_workspace, schur_work,
+                                   schur_real_work);
       status != Ok)
     return status;
+  // Three n x n blocks that the roots, the approximant and the
+  // back-transformation share.
+  const int64_t nn = static_cast<int64_t>(n) * n;
+  C* values = frame.eigenvalues;
+  C* spare = frame.blocks;
+  C* y = spare + nn;
+  C* log_t = y + nn;
   const int32_t spectrum = check_spectrum(x, n);
   if (spectrum == Singular) return Singular;
   // The eigenvalues as the roots will see them, snapped to the axis where
@@ -197,11 +186,7 @@ int32_t MatrixLogarithm(C* x, int32_t n, Handle scale_factors, Handle workspace,
   for (int32_t j = 0; j < n; ++j) log_t[static_cast<std::size_t>(j) * n + j] = scalar_log(values[j]);
 
   // log A = Q log_t Q^H, the second product written straight into X.
-  const C one(1), zero(0);
-  Core<C>::gemm(kRowMajor, kNoTrans, kNoTrans, n, n, n, &one, q, n, log_t, n, &zero, y, n);
-  Core<C>::gemm(kRowMajor, kNoTrans, kConjTrans, n, n, n, &one, y, n, q, n, &zero, x, n);
-  if (int32_t status = unbalanceMatrix(x, n, scale, range, balance_workspace); status != Ok)
-    return status;
+  if (int32_t status = frame.leave(log_t, y, x, n, balance_workspace); status != Ok) return status;
   return spectrum;
 }
 

@@ -6,14 +6,11 @@
 #include "factor/schur.hpp"
 #include "frame/export.hpp"
 #include "matfun/balance.hpp"
+#include "matfun/schur_frame.hpp"
 #include "matfun/triangular_sqrt.hpp"
 
 namespace tarnx {
 namespace {
-
-constexpr int kRowMajor = 101;
-constexpr int kNoTrans = 111;
-constexpr int kConjTrans = 113;
 
 // X (row-major n x n, complex) is replaced by its principal square root.
 // Two or more eigenvalues within rounding of zero make the root unreliable
@@ -32,42 +29,22 @@ int32_t matrixSquareRoot(C* x, int32_t n, Handle scale_factors, Handle workspace
     return Ok;
   }
 
-  if (workspace == nullptr) return InternalError;
-  const int32_t count = square_count(n, 2, n);
-  if (count < 0) return OutOfMemory;
-  C* w = nullptr;
-  if (ResizeVector<C>(workspace, count, &w) != Ok) return OutOfMemory;
-  if (scale_factors == nullptr) return InternalError;
-  R* scale = nullptr;
-  if (ResizeVector<R>(scale_factors, n, &scale) != Ok) return OutOfMemory;
-  const std::size_t nn = static_cast<std::size_t>(n) * n;
-  C* root = w;
-  C* q = w + nn;
-  C* eigenvalues = q + nn;
-
-  BalancedRange range;
-  if (int32_t status = balanceMatrix(x, n, scale, balance_workspace, &range); status != Ok)
-    return status;
-  if (int32_t status = SchurKernel<C>(x, n, 0, q, eigenvalues, schur_work, schur_real_work, nullptr);
+  SchurFrame<C> frame;
+  if (int32_t status = frame.enter(x, n, 1, scale_factors, workspace, balance_workspace, schur_work,
+                                   schur_real_work);
       status != Ok)
     return status;
 
   int32_t near_zero = 0;
   for (int32_t i = 0; i < n; ++i) {
-    const R re = eigenvalues[i].real(), im = eigenvalues[i].imag();
+    const R re = frame.eigenvalues[i].real(), im = frame.eigenvalues[i].imag();
     if (re * re + im * im < Traits<R>::epsilon) ++near_zero;
   }
 
+  C* root = frame.blocks;
   triangularSquareRoot(x, n, root);
-  const C one(1), zero(0);
-  Core<C>::gemm(kRowMajor, kNoTrans, kNoTrans, n, n, n, blas_scalar(one), q, n, root, n,
-                blas_scalar(zero), x, n);
-  Core<C>::gemm(kRowMajor, kNoTrans, kConjTrans, n, n, n, blas_scalar(one), x, n, q, n,
-                blas_scalar(zero), root, n);
-  Core<C>::copy(static_cast<int>(nn), root, 1, x, 1);
-
-  if (int32_t status = unbalanceMatrix(x, n, scale, range, balance_workspace); status != Ok)
-    return status;
+  if (int32_t status = frame.leave(root, x, root, n, balance_workspace); status != Ok) return status;
+  Core<C>::copy(n * n, root, 1, x, 1);
   return near_zero >= 2 ? WarnNearlySingularRoot : Ok;
 }
 

@@ -1,0 +1,56 @@
+#pragma once
+// A function of a matrix through its balanced complex Schur form:
+// f(A) = D Q f(T) Q^H D^-1. The square root and the logarithm share this
+// frame and differ only in what they do to the triangular T.
+#include <cstdint>
+
+#include "factor/schur.hpp"
+#include "frame/core.hpp"
+#include "frame/handle.hpp"
+#include "matfun/balance.hpp"
+
+namespace tarnx {
+
+template <class C> struct SchurFrame {
+  using R = RealOf<C>;
+  C* q = nullptr;            // the unitary Schur vectors
+  C* eigenvalues = nullptr;  // T's diagonal as the Schur kernel found it
+  C* blocks = nullptr;       // the caller's own n x n blocks
+  R* scale = nullptr;
+  BalancedRange range;
+
+  // Sizes `workspace` to Q, the eigenvalues and `extra_blocks` n x n blocks,
+  // and `scale_factors` to n, then balances the row-major `x` and replaces
+  // it with its triangular Schur factor T.
+  int32_t enter(C* x, int32_t n, int32_t extra_blocks, Handle scale_factors, Handle workspace,
+                Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
+    if (workspace == nullptr) return InternalError;
+    const int32_t count = square_count(n, 1 + extra_blocks, n);
+    if (count < 0) return OutOfMemory;
+    C* w = nullptr;
+    if (ResizeVector<C>(workspace, count, &w) != Ok) return OutOfMemory;
+    if (scale_factors == nullptr) return InternalError;
+    if (ResizeVector<R>(scale_factors, n, &scale) != Ok) return OutOfMemory;
+    const int64_t nn = static_cast<int64_t>(n) * n;
+    q = w;
+    eigenvalues = q + nn;
+    blocks = eigenvalues + n;
+    if (int32_t status = balanceMatrix(x, n, scale, balance_workspace, &range); status != Ok)
+      return status;
+    return SchurKernel<C>(x, n, 0, q, eigenvalues, schur_work, schur_real_work, nullptr);
+  }
+
+  // out = D Q f Q^H D^-1, with `temp` holding Q f on the way; `out` may be
+  // `f` but neither may be `temp`.
+  int32_t leave(const C* f, C* temp, C* out, int32_t n, Handle balance_workspace) const {
+    constexpr int kRowMajorOrder = 101, kPlain = 111, kConjugateTranspose = 113;
+    const C one(1), zero(0);
+    Core<C>::gemm(kRowMajorOrder, kPlain, kPlain, n, n, n, blas_scalar(one), q, n, f, n,
+                  blas_scalar(zero), temp, n);
+    Core<C>::gemm(kRowMajorOrder, kPlain, kConjugateTranspose, n, n, n, blas_scalar(one), temp, n, q,
+                  n, blas_scalar(zero), out, n);
+    return unbalanceMatrix(out, n, scale, range, balance_workspace);
+  }
+};
+
+}  // namespace tarnx
