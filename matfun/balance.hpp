@@ -25,18 +25,25 @@ struct BalancedRange {
   int ihi = 1;
 };
 
+// Sizes `workspace` to n x n and copies the row-major `a` into it
+// column-major, for the core's balancing routines.
+template <class T> int32_t column_major_copy(const T* a, int32_t n, Handle workspace, T** w) {
+  if (workspace == nullptr) return InternalError;
+  const int32_t count = square_count(n);
+  if (count < 0) return OutOfMemory;
+  if (ResizeVector<T>(workspace, count, w) != Ok) return OutOfMemory;
+  ToColumnMajor(a, n, n, *w);
+  return Ok;
+}
+
 // Balances the row-major n x n matrix `a` in place. `scale` (n values)
 // receives the factors; `workspace` holds the column-major copy the core works
 // on and comes back empty.
 template <class T>
 int32_t balanceMatrix(T* a, int32_t n, RealOf<T>* scale, Handle workspace, BalancedRange* range) {
   ScratchRelease<T> release(workspace);
-  if (workspace == nullptr) return InternalError;
-  const int32_t count = square_count(n);
-  if (count < 0) return OutOfMemory;
   T* w = nullptr;
-  if (ResizeVector<T>(workspace, count, &w) != Ok) return OutOfMemory;
-  ToColumnMajor(a, n, n, w);
+  if (int32_t status = column_major_copy(a, n, workspace, &w); status != Ok) return status;
   int info = 0;
   Core<T>::gebal("S", &n, w, &n, &range->ilo, &range->ihi, scale, &info);
   if (info != 0) return InternalError;
@@ -52,12 +59,8 @@ template <class T>
 int32_t unbalanceMatrix(T* a, int32_t n, const RealOf<T>* scale, BalancedRange range,
                         Handle workspace) {
   ScratchRelease<T> release(workspace);
-  if (workspace == nullptr) return InternalError;
-  const int32_t count = square_count(n);
-  if (count < 0) return OutOfMemory;
   T* w = nullptr;
-  if (ResizeVector<T>(workspace, count, &w) != Ok) return OutOfMemory;
-  ToColumnMajor(a, n, n, w);
+  if (int32_t status = column_major_copy(a, n, workspace, &w); status != Ok) return status;
   int info = 0;
   Core<T>::gebak("S", "R", &n, &range.ilo, &range.ihi, scale, &n, w, &n, &info);
   if (info != 0) return InternalError;
