@@ -24,6 +24,14 @@ template <class T> void solution_to_row_major(const T* column_major, int32_t n, 
   ToColumnMajor(column_major, k, n, x);
 }
 
+// Sizes the workspace for a copy of A followed by the k right-hand sides.
+template <class T> int32_t size_system_workspace(Handle workspace, int32_t n, int32_t k, T** w) {
+  if (workspace == nullptr) return InternalError;
+  const int64_t count = static_cast<int64_t>(n) * (static_cast<int64_t>(n) + k);
+  if (!fits_in_handle(count)) return OutOfMemory;
+  return ResizeVector<T>(workspace, static_cast<int32_t>(count), w);
+}
+
 }  // namespace
 
 template <class T>
@@ -33,12 +41,8 @@ int32_t solveGeneral(const T* a, int32_t n, const T* b, int32_t k, T* x, Handle 
   ScratchRelease<T> release_work(workspace);
   ScratchRelease<int32_t> release_pivots(pivots);
   if (HasNonFinite(a, n * n) != 0 || HasNonFinite(b, n * k) != 0) return NotFinite;
-  if (workspace == nullptr) return InternalError;
-  const int64_t count = static_cast<int64_t>(n) * (static_cast<int64_t>(n) + k);
-  if (!fits_in_handle(count)) return OutOfMemory;
   T* w = nullptr;
-  if (int32_t status = ResizeVector<T>(workspace, static_cast<int32_t>(count), &w); status != Ok)
-    return status;
+  if (int32_t status = size_system_workspace(workspace, n, k, &w); status != Ok) return status;
   if (pivots == nullptr) return InternalError;
   int32_t* ipiv = nullptr;
   if (int32_t status = ResizeVector<int32_t>(pivots, n, &ipiv); status != Ok) return status;
@@ -60,12 +64,8 @@ int32_t solve_positive_definite(const T* a, int32_t n, const T* b, int32_t k, T*
   if (n < 1 || k < 1) return EmptyInput;
   ScratchRelease<T> release_work(workspace);
   if (HasNonFinite(a, n * n) != 0 || HasNonFinite(b, n * k) != 0) return NotFinite;
-  if (workspace == nullptr) return InternalError;
-  const int64_t count = static_cast<int64_t>(n) * (static_cast<int64_t>(n) + k);
-  if (!fits_in_handle(count)) return OutOfMemory;
   T* w = nullptr;
-  if (int32_t status = ResizeVector<T>(workspace, static_cast<int32_t>(count), &w); status != Ok)
-    return status;
+  if (int32_t status = size_system_workspace(workspace, n, k, &w); status != Ok) return status;
   T* rhs = w + static_cast<std::size_t>(n) * n;
   // A symmetric matrix is its own transpose, so A goes in unchanged. For a
   // Hermitian A the core then sees conj(A); giving it conj(B) makes it
