@@ -12,6 +12,17 @@ namespace {
 
 using namespace blas;
 
+// The checks symm, hemm and trmm share once the output is settled: A holds
+// a ka x ka operand and B an M x N one, each inside its array.
+template <class Args> int32_t check_square_and_general_operands(const Args& g) {
+  if (empty_shape(g.a) || empty_shape(g.b)) return EmptyInput;
+  if (!offsets_inside(g.a, g.ar, g.ac) || !offsets_inside(g.b, g.br, g.bc)) return OffsetOutOfRange;
+  const int32_t ka = g.order();
+  if (!holds(g.a, g.ar, g.ac, ka, ka, g.lda) || !holds(g.b, g.br, g.bc, g.m, g.n, g.ldb))
+    return LeadingDimensionTooSmall;
+  return Ok;
+}
+
 template <class T> struct SymmArgs {
   Handle a, b, c;
   const T* alpha;
@@ -27,12 +38,7 @@ template <class T> int32_t check_symm(SymmArgs<T>& g) {
   if (int32_t status = check_output_matrix(g.c, g.m, g.n, g.cr, g.cc, g.ldc, g.beta); status != Ok)
     return status;
   if (g.m == 0 || g.n == 0) return NothingToDo;
-  if (empty_shape(g.a) || empty_shape(g.b)) return EmptyInput;
-  if (!offsets_inside(g.a, g.ar, g.ac) || !offsets_inside(g.b, g.br, g.bc)) return OffsetOutOfRange;
-  const int32_t ka = g.order();
-  if (!holds(g.a, g.ar, g.ac, ka, ka, g.lda) || !holds(g.b, g.br, g.bc, g.m, g.n, g.ldb))
-    return LeadingDimensionTooSmall;
-  return Ok;
+  return check_square_and_general_operands(g);
 }
 
 template <class T, bool Hermitian> int32_t symm_common(const SymmArgs<T>& g) {
@@ -130,12 +136,7 @@ inline int32_t check_trmm(const TrmmArgs& g) {
   if (negative_shape(g.a) || negative_shape(g.b)) return EmptyInput;
   if (g.m < 0 || g.n < 0) return NegativeMN;
   if (g.m == 0 || g.n == 0) return NothingToDo;
-  if (empty_shape(g.a) || empty_shape(g.b)) return EmptyInput;
-  if (!offsets_inside(g.a, g.ar, g.ac) || !offsets_inside(g.b, g.br, g.bc)) return OffsetOutOfRange;
-  const int32_t ka = g.order();
-  if (!holds(g.a, g.ar, g.ac, ka, ka, g.lda) || !holds(g.b, g.br, g.bc, g.m, g.n, g.ldb))
-    return LeadingDimensionTooSmall;
-  return Ok;
+  return check_square_and_general_operands(g);
 }
 
 template <class T> int32_t trmm_common(const TrmmArgs& g, const T* alpha) {
