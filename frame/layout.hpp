@@ -11,12 +11,11 @@
 
 namespace tarnx {
 
-// 1 when some value is NaN, infinite, or at the extreme finite magnitudes
-// (treated as already overflowed); complex values are screened part by part.
-// A value passes only when it lies strictly between the two bounds, which
-// NaN never does; testing a block of values without an early exit lets the
+namespace detail {
+// 1 when `refused` holds for some real part of the n values (both parts of a
+// complex value). Testing a block of parts without an early exit lets the
 // compiler vectorize the scan.
-template <class T> int32_t HasNonFinite(const T* values, int32_t n) {
+template <class T, class Refused> int32_t any_part(const T* values, int32_t n, Refused refused) {
   using R = RealOf<T>;
   if (n < 1) return 0;
   const R* parts = reinterpret_cast<const R*>(values);
@@ -24,14 +23,28 @@ template <class T> int32_t HasNonFinite(const T* values, int32_t n) {
   constexpr int64_t block = 64;
   for (int64_t start = 0; start < count; start += block) {
     const int64_t end = start + block < count ? start + block : count;
-    bool refused = false;
-    for (int64_t i = start; i < end; ++i) {
-      const R v = parts[i];
-      refused |= !(v > Traits<R>::screen_low) | !(v < Traits<R>::screen_high);
-    }
-    if (refused) return 1;
+    bool any = false;
+    for (int64_t i = start; i < end; ++i) any |= refused(parts[i]);
+    if (any) return 1;
   }
   return 0;
+}
+}  // namespace detail
+
+// 1 when some value is NaN, infinite, or at the extreme finite magnitudes
+// (treated as already overflowed); complex values are screened part by part.
+// A value passes only when it lies strictly between the two bounds, which
+// NaN never does.
+template <class T> int32_t HasNonFinite(const T* values, int32_t n) {
+  using R = RealOf<T>;
+  return detail::any_part(values, n, [](R v) {
+    return !(v > Traits<R>::screen_low) | !(v < Traits<R>::screen_high);
+  });
+}
+
+// 1 when some value (either part of a complex value) is NaN.
+template <class T> int32_t HasNaN(const T* values, int32_t n) {
+  return detail::any_part(values, n, [](RealOf<T> v) { return v != v; });
 }
 
 namespace detail {

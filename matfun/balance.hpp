@@ -44,6 +44,11 @@ int32_t balanceMatrix(T* a, int32_t n, RealOf<T>* scale, Handle workspace, Balan
   ScratchRelease<T> release(workspace);
   T* w = nullptr;
   if (int32_t status = column_major_copy(a, n, workspace, &w); status != Ok) return status;
+  // The core's balancing refuses a NaN (info -3) only when its scan meets it
+  // before its scaling loop does: a NaN in a row or column that also holds an
+  // infinity can keep that loop rescaling forever. Refusing it here gives the
+  // same status without handing the matrix over.
+  if (HasNaN(w, square_count(n))) return InternalError;
   int info = 0;
   Core<T>::gebal("S", &n, w, &n, &range->ilo, &range->ihi, scale, &info);
   if (info != 0) return InternalError;

@@ -320,6 +320,26 @@ TYPED_TEST(MatrixFunctionsTest, FailuresEmptyTheOutput) {
   expect_status(this->pow(a, -2), -20068, a, "pow");
 }
 
+// A NaN sharing its row and column with an infinity sends the core's
+// balancing round its scaling loop for ever; it is refused before balancing,
+// as the core refuses other NaNs.
+TYPED_TEST(MatrixFunctionsTest, NaNBesideInfinityIsRefusedBeforeBalancing) {
+  using T = TypeParam;
+  const double inf = std::numeric_limits<double>::infinity(), nan = std::nan("");
+  std::vector<T> hung;
+  if constexpr (is_complex<T>)
+    hung = {make<T>(-6.4375, inf), make<T>(nan, inf), make<T>(2.5625, -6.9375), make<T>(-7, -7)};
+  else
+    hung = {make<T>(-7), make<T>(inf), make<T>(2.5), make<T>(nan)};
+  ZwArrayHandle a = this->mat(2, 2, hung);
+  EXPECT_EQ(this->exp(a), -20999);
+  this->expect_emptied(a);
+  ZwArrayHandle x = this->host.empty();
+  EXPECT_EQ(this->sqrt(this->mat(2, 2, hung), x), -20999);
+  this->expect_emptied(x);
+  this->expect_scratch_empty();
+}
+
 // Each resize of a successful call made to fail in turn: -20001, the output
 // emptied and every scratch handle empty.
 TYPED_TEST(MatrixFunctionsTest, FailingResizesLeaveNothingBehind) {
