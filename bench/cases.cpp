@@ -721,24 +721,51 @@ struct GeneralizedEigen : Work {
 
 // ---- singular value decomposition -----------------------------------------------------------
 
-// One divide-and-conquer call on the row-major block as it stands; the
-// complex flavour takes a real workspace of the size the library gives it.
+// One divide-and-conquer decomposition of the square row-major block as it
+// stands, as a C program makes it: restore the copy, the workspace query,
+// the call. Job N leaves the vector buffers alone; the complex flavour takes
+// a real workspace of the size the library gives it.
+template <class T> struct RawSvd {
+  using R = RealOf<T>;
+  int n;
+  std::vector<T> copy_, u, vt, work;
+  std::vector<R> s, rwork;
+  std::vector<int> iwork;
+  RawSvd(int32_t n_, bool vectors)
+      : n(n_),
+        copy_(sq(n)),
+        u(vectors ? sq(n) : 0),
+        vt(vectors ? sq(n) : 0),
+        s(n),
+        rwork(is_complex_v<T> ? static_cast<size_t>(n) * (5 * static_cast<size_t>(n) + 7) : 0),
+        iwork(8 * static_cast<size_t>(n)) {}
+  void run(const char* job, const std::vector<T>& input) {
+    put(copy_.data(), input);
+    T query{};
+    int info = 0;
+    call(job, nullptr, &query, -1, &info);
+    const int lwork = workspace_size(query);
+    call(job, copy_.data(), sized(work, lwork), lwork, &info);
+  }
+  void call(const char* job, T* data, T* w, int lwork, int* info) {
+    T* left = u.empty() ? nullptr : u.data();
+    T* right = vt.empty() ? nullptr : vt.data();
+    if constexpr (is_complex_v<T>)
+      Raw<T>::gesdd(job, &n, &n, data, &n, s.data(), left, &n, right, &n, w, &lwork, rwork.data(),
+                    iwork.data(), info);
+    else
+      Raw<T>::gesdd(job, &n, &n, data, &n, s.data(), left, &n, right, &n, w, &lwork, iwork.data(),
+                    info);
+  }
+};
+
 template <class T, auto Export> struct SingularValues : Work {
   using R = RealOf<T>;
   int32_t n;
   ZwArrayHandle a, u, s, v, work, real_work, int_work;
-  std::vector<T> av, copy_, uraw, vtraw, wraw;
-  std::vector<R> sraw, rwork;
-  std::vector<int> iwork;
-  explicit SingularValues(int32_t n_)
-      : n(n_),
-        av(general_of<T>(n, 26)),
-        copy_(sq(n)),
-        uraw(sq(n)),
-        vtraw(sq(n)),
-        sraw(n),
-        rwork(is_complex_v<T> ? static_cast<size_t>(n) * (5 * static_cast<size_t>(n) + 7) : 0),
-        iwork(8 * static_cast<size_t>(n)) {
+  std::vector<T> av;
+  RawSvd<T> svd;
+  explicit SingularValues(int32_t n_) : n(n_), av(general_of<T>(n, 26)), svd(n, true) {
     a = arrays.matrix(n, n, av.data());
     u = arrays.empty();
     s = arrays.empty();
@@ -748,23 +775,8 @@ template <class T, auto Export> struct SingularValues : Work {
     int_work = arrays.scratch();
   }
   int32_t ours() override { return Export(a, 0, 0, u, s, v, work, real_work, int_work); }
-  void raw() override {
-    put(copy_.data(), av);
-    int info = 0, lwork = -1;
-    T query{};
-    gesdd("S", nullptr, &query, lwork, &info);
-    lwork = workspace_size(query);
-    gesdd("S", copy_.data(), sized(wraw, lwork), lwork, &info);
-  }
-  void gesdd(const char* job, T* data, T* w, int lwork, int* info) {
-    if constexpr (is_complex_v<T>)
-      Raw<T>::gesdd(job, &n, &n, data, &n, sraw.data(), uraw.data(), &n, vtraw.data(), &n, w,
-                    &lwork, rwork.data(), iwork.data(), info);
-    else
-      Raw<T>::gesdd(job, &n, &n, data, &n, sraw.data(), uraw.data(), &n, vtraw.data(), &n, w,
-                    &lwork, iwork.data(), info);
-  }
-  double disagreement() override { return difference(vector_of<R>(s), sraw.data(), n); }
+  void raw() override { svd.run("S", av); }
+  double disagreement() override { return difference(vector_of<R>(s), svd.s.data(), n); }
 };
 
 // ---- characteristics from the singular values or the inverse ---------------------------------
@@ -774,17 +786,10 @@ template <class T, auto Export> struct TwoNormCondition : Work {
   using R = RealOf<T>;
   int32_t n;
   ZwArrayHandle a, values, copy_h, work, real_work, int_work, inverse_work, pivots;
-  std::vector<T> av, copy_, wraw;
-  std::vector<R> sraw, rwork;
-  std::vector<int> iwork;
+  std::vector<T> av;
+  RawSvd<T> svd;
   R result = 0, raw_result = 0;
-  explicit TwoNormCondition(int32_t n_)
-      : n(n_),
-        av(general_of<T>(n, 44)),
-        copy_(sq(n)),
-        sraw(n),
-        rwork(is_complex_v<T> ? 7 * static_cast<size_t>(n) : 0),
-        iwork(8 * static_cast<size_t>(n)) {
+  explicit TwoNormCondition(int32_t n_) : n(n_), av(general_of<T>(n, 44)), svd(n, false) {
     a = arrays.matrix(n, n, av.data());
     values = arrays.scratch();
     copy_h = arrays.scratch();
@@ -798,21 +803,8 @@ template <class T, auto Export> struct TwoNormCondition : Work {
     return Export(a, 0, &result, values, copy_h, work, real_work, int_work, inverse_work, pivots);
   }
   void raw() override {
-    put(copy_.data(), av);
-    int info = 0, lwork = -1;
-    T query{};
-    gesdd_values(nullptr, &query, lwork, &info);
-    lwork = workspace_size(query);
-    gesdd_values(copy_.data(), sized(wraw, lwork), lwork, &info);
-    raw_result = sraw[0] / sraw[n - 1];
-  }
-  void gesdd_values(T* data, T* w, int lwork, int* info) {
-    if constexpr (is_complex_v<T>)
-      Raw<T>::gesdd("N", &n, &n, data, &n, sraw.data(), nullptr, &n, nullptr, &n, w, &lwork,
-                    rwork.data(), iwork.data(), info);
-    else
-      Raw<T>::gesdd("N", &n, &n, data, &n, sraw.data(), nullptr, &n, nullptr, &n, w, &lwork,
-                    iwork.data(), info);
+    svd.run("N", av);
+    raw_result = svd.s[0] / svd.s[n - 1];
   }
   double disagreement() override { return difference(&result, &raw_result, 1); }
 };
@@ -861,17 +853,10 @@ template <class T, auto Export> struct Rank : Work {
   using R = RealOf<T>;
   int32_t n;
   ZwArrayHandle a, values, work, real_work, int_work;
-  std::vector<T> av, copy_, wraw;
-  std::vector<R> sraw, rwork;
-  std::vector<int> iwork;
+  std::vector<T> av;
+  RawSvd<T> svd;
   int32_t rank = -1, raw_rank = -2;
-  explicit Rank(int32_t n_)
-      : n(n_),
-        av(general_of<T>(n, 46)),
-        copy_(sq(n)),
-        sraw(n),
-        rwork(is_complex_v<T> ? 7 * static_cast<size_t>(n) : 0),
-        iwork(8 * static_cast<size_t>(n)) {
+  explicit Rank(int32_t n_) : n(n_), av(general_of<T>(n, 46)), svd(n, false) {
     a = arrays.matrix(n, n, av.data());
     values = arrays.scratch();
     work = arrays.scratch();
@@ -880,23 +865,10 @@ template <class T, auto Export> struct Rank : Work {
   }
   int32_t ours() override { return Export(a, R(-1), &rank, values, work, real_work, int_work); }
   void raw() override {
-    put(copy_.data(), av);
-    int info = 0, lwork = -1;
-    T query{};
-    gesdd_values(nullptr, &query, lwork, &info);
-    lwork = workspace_size(query);
-    gesdd_values(copy_.data(), sized(wraw, lwork), lwork, &info);
-    const R tolerance = static_cast<R>(n) * sraw[0] * std::numeric_limits<R>::epsilon();
+    svd.run("N", av);
+    const R tolerance = static_cast<R>(n) * svd.s[0] * std::numeric_limits<R>::epsilon();
     raw_rank = 0;
-    while (raw_rank < n && sraw[raw_rank] > tolerance) ++raw_rank;
-  }
-  void gesdd_values(T* data, T* w, int lwork, int* info) {
-    if constexpr (is_complex_v<T>)
-      Raw<T>::gesdd("N", &n, &n, data, &n, sraw.data(), nullptr, &n, nullptr, &n, w, &lwork,
-                    rwork.data(), iwork.data(), info);
-    else
-      Raw<T>::gesdd("N", &n, &n, data, &n, sraw.data(), nullptr, &n, nullptr, &n, w, &lwork,
-                    iwork.data(), info);
+    while (raw_rank < n && svd.s[raw_rank] > tolerance) ++raw_rank;
   }
   double disagreement() override { return rank == raw_rank ? 0.0 : 1.0; }
 };
@@ -911,19 +883,10 @@ template <class T, auto Export> struct PseudoInverse : Work {
   using R = RealOf<T>;
   int32_t n;
   ZwArrayHandle a, values, factors, work, real_work, int_work;
-  std::vector<T> av, copy_, uraw, vtraw, xraw, wraw;
-  std::vector<R> sraw, rwork;
-  std::vector<int> iwork;
+  std::vector<T> av, xraw;
+  RawSvd<T> svd;
   explicit PseudoInverse(int32_t n_)
-      : n(n_),
-        av(dominant_of<T>(n, 47)),
-        copy_(sq(n)),
-        uraw(sq(n)),
-        vtraw(sq(n)),
-        xraw(sq(n)),
-        sraw(n),
-        rwork(is_complex_v<T> ? static_cast<size_t>(n) * (5 * static_cast<size_t>(n) + 7) : 0),
-        iwork(8 * static_cast<size_t>(n)) {
+      : n(n_), av(dominant_of<T>(n, 47)), xraw(sq(n)), svd(n, true) {
     a = arrays.matrix(n, n, av.data());
     values = arrays.scratch();
     factors = arrays.scratch();
@@ -936,30 +899,18 @@ template <class T, auto Export> struct PseudoInverse : Work {
     return Export(a, R(-1), values, factors, work, real_work, int_work);
   }
   void raw() override {
-    put(copy_.data(), av);
-    int info = 0, lwork = -1;
-    T query{};
-    gesdd(nullptr, &query, lwork, &info);
-    lwork = workspace_size(query);
-    gesdd(copy_.data(), sized(wraw, lwork), lwork, &info);
-    const R tolerance = static_cast<R>(n) * sraw[0] * std::numeric_limits<R>::epsilon();
-    for (int32_t i = 0; i < n; ++i) sraw[i] = sraw[i] > tolerance ? R(1) / sraw[i] : R(0);
+    svd.run("S", av);
+    std::vector<R>& s = svd.s;
+    const R tolerance = static_cast<R>(n) * s[0] * std::numeric_limits<R>::epsilon();
+    for (int32_t i = 0; i < n; ++i) s[i] = s[i] > tolerance ? R(1) / s[i] : R(0);
     // Row i of V^H scaled by s+_i: column by column, each one contiguous.
     for (int32_t j = 0; j < n; ++j) {
-      T* column = vtraw.data() + static_cast<size_t>(j) * n;
-      for (int32_t i = 0; i < n; ++i) column[i] *= sraw[i];
+      T* column = svd.vt.data() + static_cast<size_t>(j) * n;
+      for (int32_t i = 0; i < n; ++i) column[i] *= s[i];
     }
     const T one(1), zero(0);
-    Raw<T>::gemm(kColMajor, kConjTrans, kConjTrans, n, n, n, blas_scalar(one), vtraw.data(), n,
-                 uraw.data(), n, blas_scalar(zero), xraw.data(), n);
-  }
-  void gesdd(T* data, T* w, int lwork, int* info) {
-    if constexpr (is_complex_v<T>)
-      Raw<T>::gesdd("S", &n, &n, data, &n, sraw.data(), uraw.data(), &n, vtraw.data(), &n, w,
-                    &lwork, rwork.data(), iwork.data(), info);
-    else
-      Raw<T>::gesdd("S", &n, &n, data, &n, sraw.data(), uraw.data(), &n, vtraw.data(), &n, w,
-                    &lwork, iwork.data(), info);
+    Raw<T>::gemm(kColMajor, kConjTrans, kConjTrans, n, n, n, blas_scalar(one), svd.vt.data(), n,
+                 svd.u.data(), n, blas_scalar(zero), xraw.data(), n);
   }
   double disagreement() override { return difference(matrix_of<T>(a), xraw.data(), sq(n)); }
 };
