@@ -10,9 +10,14 @@
 #include <cmath>
 #include <complex>
 #include <cstring>
+#include <limits>
 
 #include "bench/core_calls.hpp"
 #include "bench/harness.hpp"
+#include "bench/raw_core.hpp"
+#include "matfun/binary_power.hpp"
+#include "matfun/pade.hpp"
+#include "matfun/triangular_sqrt.hpp"
 
 namespace bench {
 namespace {
@@ -54,27 +59,76 @@ void copy(double* dst, const std::vector<double>& src) {
   std::memcpy(dst, src.data(), src.size() * sizeof(double));
 }
 
+// ---- the element-type templates' pieces -----------------------------------------------------
+//
+// A family that exists in several element types is one template over the
+// element type T and its export; Raw<T> maps to the s/d/c/z core routine.
+
+using tarnx::blas_scalar;
+using tarnx::is_complex_v;
+using tarnx::workspace_size;
+template <class T> using RealOf = tarnx::RealOf<T>;
+template <class T> using ComplexOf = tarnx::ComplexOf<T>;
+
+constexpr int kColMajor = 102, kTrans = 112, kConjTrans = 113;
+
+template <class T> void put(T* dst, const std::vector<T>& src) {
+  std::memcpy(static_cast<void*>(dst), src.data(), src.size() * sizeof(T));
+}
+
+template <class T> double difference(const T* a, const T* b, size_t count) {
+  double diff = 0, scale = 1;
+  for (size_t i = 0; i < count; ++i) {
+    diff = std::max(diff, static_cast<double>(std::abs(a[i] - b[i])));
+    scale = std::max(scale, static_cast<double>(std::abs(b[i])));
+  }
+  return diff / scale;
+}
+
+// Nearest-match distance between two spectra found in different orders.
+template <class C>
+double spectra_apart(const C* ours, const std::vector<std::complex<double>>& raw) {
+  double diff = 0, scale = 1;
+  for (size_t i = 0; i < raw.size(); ++i) {
+    const std::complex<double> v(static_cast<double>(std::real(ours[i])),
+                                 static_cast<double>(std::imag(ours[i])));
+    double nearest = INFINITY;
+    for (const std::complex<double>& r : raw) nearest = std::min(nearest, std::abs(v - r));
+    diff = std::max(diff, nearest);
+    scale = std::max(scale, std::abs(v));
+  }
+  return diff / scale;
+}
+
+// Grows a raw workspace to a query's answer; later calls find it big enough.
+template <class T> T* sized(std::vector<T>& buffer, int count) {
+  if (buffer.size() < static_cast<size_t>(std::max(count, 1)))
+    buffer.resize(static_cast<size_t>(std::max(count, 1)));
+  return buffer.data();
+}
+
+template <class T> constexpr double flop_weight() { return is_complex_v<T> ? 4.0 : 1.0; }
+
 // ---- products -------------------------------------------------------------------------------
 
-struct MatrixProduct : Work {
+template <class T, auto Export> struct MatrixProduct : Work {
   int32_t n;
   ZwArrayHandle a, b, c;
-  std::vector<double> av, bv, craw;
+  std::vector<T> av, bv, craw;
   explicit MatrixProduct(int32_t n_)
-      : n(n_), av(general_matrix(n, 1)), bv(general_matrix(n, 2)), craw(sq(n)) {
+      : n(n_), av(general_of<T>(n, 1)), bv(general_of<T>(n, 2)), craw(sq(n)) {
     a = arrays.matrix(n, n, av.data());
     b = arrays.matrix(n, n, bv.data());
     c = arrays.empty();
   }
-  int32_t ours() override { return dMtrxMulH(a, b, c); }
+  int32_t ours() override { return Export(a, b, c); }
   void raw() override {
-    cblas_dgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, n, n, n, 1.0, av.data(), n, bv.data(), n,
-                0.0, craw.data(), n);
+    const T one(1), zero(0);
+    Raw<T>::gemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, n, n, n, blas_scalar(one), av.data(),
+                 n, bv.data(), n, blas_scalar(zero), craw.data(), n);
   }
-  double disagreement() override {
-    return relative_difference(matrix_values(c), craw.data(), sq(n));
-  }
-  double flops() const override { return 2.0 * n * n * n; }
+  double disagreement() override { return difference(matrix_of<T>(c), craw.data(), sq(n)); }
+  double flops() const override { return flop_weight<T>() * 2.0 * n * n * n; }
 };
 
 struct MatrixVectorProduct : Work {
@@ -294,44 +348,45 @@ struct Determinant : Work {
 };
 
 // The inverse works in place; both sides invert their matrix back and forth,
-// which costs the same each time for a well-conditioned matrix.
-struct Inverse : Work {
+// which costs the same each time for a well-conditioned matrix. The library
+// factors the row-major block (the transpose, whose inverse is the transpose
+// of the inverse); the raw side holds the matrix column-major.
+template <class T, auto Export> struct Inverse : Work {
   int32_t n;
   ZwArrayHandle a, work, pivots;
-  std::vector<double> av, raw_a, wraw;
+  std::vector<T> av, raw_a, wraw;
   std::vector<int> ipiv;
   explicit Inverse(int32_t n_)
-      : n(n_), av(dominant_matrix(n, 18)), raw_a(transposed(av, n, n)), ipiv(n) {
+      : n(n_), av(dominant_of<T>(n, 18)), raw_a(transposed_of(av, n, n)), ipiv(n) {
     a = arrays.matrix(n, n, av.data());
     work = arrays.scratch();
     pivots = arrays.scratch();
   }
-  int32_t ours() override { return dInvMtrxH(a, 0, work, pivots); }
+  int32_t ours() override { return Export(a, 0, work, pivots); }
   void raw() override {
     int info = 0, lwork = -1;
-    double query = 0;
-    dgetrf_(&n, &n, raw_a.data(), &n, ipiv.data(), &info);
-    dgetri_(&n, nullptr, &n, nullptr, &query, &lwork, &info);
-    lwork = static_cast<int>(query);
-    wraw.resize(static_cast<size_t>(lwork));
-    dgetri_(&n, raw_a.data(), &n, ipiv.data(), wraw.data(), &lwork, &info);
+    T query{};
+    Raw<T>::getrf(&n, &n, raw_a.data(), &n, ipiv.data(), &info);
+    Raw<T>::getri(&n, nullptr, &n, nullptr, &query, &lwork, &info);
+    lwork = workspace_size(query);
+    Raw<T>::getri(&n, raw_a.data(), &n, ipiv.data(), sized(wraw, lwork), &lwork, &info);
   }
   double disagreement() override {
-    return relative_difference(matrix_values(a), transposed(raw_a, n, n).data(), sq(n));
+    return difference(matrix_of<T>(a), transposed_of(raw_a, n, n).data(), sq(n));
   }
-  double flops() const override { return 2.0 * n * n * n; }
+  double flops() const override { return flop_weight<T>() * 2.0 * n * n * n; }
 };
 
-struct LinearSystem : Work {
+template <class T, auto Export> struct LinearSystem : Work {
   int32_t n;
   ZwArrayHandle a, b, x, workspace, pivots;
-  std::vector<double> av, bv, raw_a, lu, rhs;
+  std::vector<T> av, bv, raw_a, lu, rhs;
   std::vector<int> ipiv;
   explicit LinearSystem(int32_t n_)
       : n(n_),
-        av(dominant_matrix(n, 19)),
-        bv(random_values(n, 20)),
-        raw_a(transposed(av, n, n)),
+        av(dominant_of<T>(n, 19)),
+        bv(typed_values<T>(n, 20)),
+        raw_a(transposed_of(av, n, n)),
         lu(sq(n)),
         rhs(n),
         ipiv(n) {
@@ -341,48 +396,207 @@ struct LinearSystem : Work {
     workspace = arrays.scratch();
     pivots = arrays.scratch();
   }
-  int32_t ours() override { return dLinEqH(a, b, 0, x, workspace, pivots); }
+  int32_t ours() override { return Export(a, b, 0, x, workspace, pivots); }
   void raw() override {
-    copy(lu.data(), raw_a);
-    copy(rhs.data(), bv);
+    put(lu.data(), raw_a);
+    put(rhs.data(), bv);
     int info = 0, one = 1;
-    dgesv_(&n, &one, lu.data(), &n, ipiv.data(), rhs.data(), &n, &info);
+    Raw<T>::gesv(&n, &one, lu.data(), &n, ipiv.data(), rhs.data(), &n, &info);
   }
-  double disagreement() override { return relative_difference(vector_values(x), rhs.data(), n); }
+  double disagreement() override { return difference(vector_of<T>(x), rhs.data(), n); }
+};
+
+// Cholesky in place: the lower factor is the core's upper one of the
+// row-major block, which it reads as the transpose. The export restores its
+// input before each call, as the raw side does, since a factor is not a
+// positive definite matrix to factor again. The raw side leaves the other
+// triangle as the core leaves it; the export's clearing of it is its own cost.
+template <class T, auto Export> struct Cholesky : Work {
+  int32_t n;
+  ZwArrayHandle a;
+  std::vector<T> av, factor;
+  explicit Cholesky(int32_t n_) : n(n_), av(hermitian_of<T>(n, 40, 2.0 * n)), factor(sq(n)) {
+    a = arrays.matrix(n, n, av.data());
+  }
+  int32_t ours() override {
+    put(matrix_of<T>(a), av);
+    return Export(a, 0);
+  }
+  void raw() override {
+    put(factor.data(), av);
+    int info = 0;
+    Raw<T>::potrf("U", &n, factor.data(), &n, &info);
+  }
+  double disagreement() override {
+    const T* l = matrix_of<T>(a);
+    double diff = 0;
+    for (int32_t i = 0; i < n; ++i)
+      for (int32_t j = 0; j <= i; ++j) {
+        const size_t at = static_cast<size_t>(i) * n + j;
+        diff = std::max(diff, static_cast<double>(std::abs(l[at] - factor[at])));
+      }
+    return diff;
+  }
+  double flops() const override { return flop_weight<T>() * n * n * n / 3.0; }
+};
+
+// LU with partial pivoting of the column-major copy; the export also unpacks
+// L, U and P, which the raw side, holding the packed factor, has no need for.
+template <class T, auto Export> struct LU : Work {
+  int32_t n;
+  ZwArrayHandle a, l, u, p, pivots, work, permutation;
+  std::vector<T> av, raw_a, factor;
+  std::vector<int> ipiv;
+  explicit LU(int32_t n_)
+      : n(n_), av(general_of<T>(n, 41)), raw_a(transposed_of(av, n, n)), factor(sq(n)), ipiv(n) {
+    a = arrays.matrix(n, n, av.data());
+    l = arrays.empty();
+    u = arrays.empty();
+    p = arrays.empty();
+    pivots = arrays.empty();
+    work = arrays.scratch();
+    permutation = arrays.scratch();
+  }
+  int32_t ours() override { return Export(a, l, u, p, pivots, work, permutation); }
+  void raw() override {
+    put(factor.data(), raw_a);
+    int info = 0;
+    Raw<T>::getrf(&n, &n, factor.data(), &n, ipiv.data(), &info);
+  }
+  double disagreement() override {
+    const T* ours_u = matrix_of<T>(u);
+    double diff = 0;
+    for (int32_t i = 0; i < n; ++i)
+      for (int32_t j = i; j < n; ++j)
+        diff = std::max(diff, static_cast<double>(std::abs(ours_u[static_cast<size_t>(i) * n + j] -
+                                                          factor[static_cast<size_t>(j) * n + i])));
+    return diff;
+  }
+  double flops() const override { return flop_weight<T>() * 2.0 * n * n * n / 3.0; }
+};
+
+// QR without pivoting, full Q. The library hands the core the row-major
+// block as it stands, A^T column-major, and takes the LQ factorization of
+// that: R = L^T and Q = Q_l^T. The raw side makes the same two calls on the
+// same bytes, each sized by its query.
+template <class T, auto Export> struct QR : Work {
+  int32_t n;
+  ZwArrayHandle a, q, r, p, pivots, work, real_work;
+  std::vector<T> av, b, tau, wraw;
+  explicit QR(int32_t n_) : n(n_), av(general_of<T>(n, 42)), b(sq(n)), tau(n) {
+    a = arrays.matrix(n, n, av.data());
+    q = arrays.empty();
+    r = arrays.empty();
+    p = arrays.empty();
+    pivots = arrays.empty();
+    work = arrays.scratch();
+    real_work = arrays.scratch();
+  }
+  int32_t ours() override { return Export(a, q, r, p, pivots, 0, 0, work, real_work); }
+  void raw() override {
+    put(b.data(), av);
+    int info = 0, lwork = -1;
+    T query{};
+    Raw<T>::gelqf(&n, &n, nullptr, &n, nullptr, &query, &lwork, &info);
+    int needed = std::max(1, workspace_size(query));
+    Raw<T>::unglq(&n, &n, &n, nullptr, &n, nullptr, &query, &lwork, &info);
+    needed = std::max(needed, workspace_size(query));
+    T* w = sized(wraw, needed);
+    Raw<T>::gelqf(&n, &n, b.data(), &n, tau.data(), w, &needed, &info);
+    Raw<T>::unglq(&n, &n, &n, b.data(), &n, tau.data(), w, &needed, &info);
+  }
+  // Row i of Q is column i of the generated Q_l.
+  double disagreement() override { return difference(matrix_of<T>(q), b.data(), sq(n)); }
+  double flops() const override { return flop_weight<T>() * 8.0 * n * n * n / 3.0; }
 };
 
 // ---- eigen-decompositions -------------------------------------------------------------------
 
 // The library gives the core the row-major block unchanged (the transpose)
 // and takes the left vectors; the raw side makes the same call on the same
-// bytes.
-struct GeneralEigen : Work {
+// bytes. Real types get their values as two real arrays, complex ones as one
+// complex array with a real workspace of 2n.
+template <class T, auto Export> struct GeneralEigen : Work {
+  using R = RealOf<T>;
   int32_t n;
   ZwArrayHandle a, values, vectors, work, real_work;
-  std::vector<double> av, copy_, wr, wi, vl, wraw;
+  std::vector<T> av, copy_, w, vl, wraw;
+  std::vector<R> wr, wi, rwork;
   explicit GeneralEigen(int32_t n_)
-      : n(n_), av(general_matrix(n, 21)), copy_(sq(n)), wr(n), wi(n), vl(sq(n)) {
+      : n(n_), av(general_of<T>(n, 21)), copy_(sq(n)), w(n), vl(sq(n)), wr(n), wi(n), rwork(2 * static_cast<size_t>(n)) {
+    a = arrays.matrix(n, n, av.data());
+    values = arrays.empty();
+    vectors = arrays.empty();
+    work = arrays.scratch();
+    // The real types' last argument is an input vector the host may leave
+    // empty; the complex ones' a real scratch handle.
+    real_work = is_complex_v<T> ? arrays.scratch() : arrays.empty();
+  }
+  int32_t ours() override { return Export(a, 1, values, vectors, work, real_work); }
+  void raw() override {
+    put(copy_.data(), av);
+    int info = 0, lwork = -1;
+    T query{};
+    if constexpr (is_complex_v<T>) {
+      R rquery{};
+      Raw<T>::geev("V", "N", &n, nullptr, &n, nullptr, nullptr, &n, nullptr, &n, &query, &lwork,
+                   &rquery, &info);
+      lwork = workspace_size(query);
+      Raw<T>::geev("V", "N", &n, copy_.data(), &n, w.data(), vl.data(), &n, nullptr, &n,
+                   sized(wraw, lwork), &lwork, rwork.data(), &info);
+    } else {
+      Raw<T>::geev("V", "N", &n, nullptr, &n, nullptr, nullptr, nullptr, &n, nullptr, &n, &query,
+                   &lwork, &info);
+      lwork = workspace_size(query);
+      Raw<T>::geev("V", "N", &n, copy_.data(), &n, wr.data(), wi.data(), vl.data(), &n, nullptr,
+                   &n, sized(wraw, lwork), &lwork, &info);
+    }
+  }
+  double disagreement() override {
+    std::vector<std::complex<double>> raw_values(n);
+    for (int32_t i = 0; i < n; ++i) {
+      if constexpr (is_complex_v<T>) raw_values[i] = std::complex<double>(w[i].real(), w[i].imag());
+      else raw_values[i] = std::complex<double>(wr[i], wi[i]);
+    }
+    return spectra_apart(vector_of<ComplexOf<T>>(values), raw_values);
+  }
+};
+
+// The Hermitian eigenproblem of the complex types, all values and vectors.
+template <class T, auto Export> struct HermitianEigen : Work {
+  using R = RealOf<T>;
+  int32_t n;
+  ZwArrayHandle a, values, vectors, work, real_work, int_work;
+  std::vector<T> av, copy_, z, wraw;
+  std::vector<R> w, rwraw;
+  std::vector<int> isuppz, iwraw;
+  explicit HermitianEigen(int32_t n_)
+      : n(n_), av(hermitian_of<T>(n, 43)), copy_(sq(n)), z(sq(n)), w(n), isuppz(2 * static_cast<size_t>(n)) {
     a = arrays.matrix(n, n, av.data());
     values = arrays.empty();
     vectors = arrays.empty();
     work = arrays.scratch();
     real_work = arrays.scratch();
+    int_work = arrays.scratch();
   }
-  int32_t ours() override { return dEigenVH(a, 1, values, vectors, work, real_work); }
+  int32_t ours() override { return Export(a, 1, values, vectors, work, real_work, int_work); }
   void raw() override {
-    copy(copy_.data(), av);
-    int info = 0, lwork = -1;
-    double query = 0;
-    dgeev_("V", "N", &n, nullptr, &n, nullptr, nullptr, nullptr, &n, nullptr, &n, &query, &lwork,
-           &info, 1, 1);
-    lwork = static_cast<int>(query);
-    wraw.resize(static_cast<size_t>(lwork));
-    dgeev_("V", "N", &n, copy_.data(), &n, wr.data(), wi.data(), vl.data(), &n, nullptr, &n,
-           wraw.data(), &lwork, &info, 1, 1);
+    put(copy_.data(), av);
+    int info = 0, found = 0, lwork = -1, lrwork = -1, liwork = -1, iquery = 0;
+    const R abstol = 0;
+    T query{};
+    R rquery{};
+    Raw<T>::heevr("V", "A", "U", &n, nullptr, &n, nullptr, nullptr, nullptr, nullptr, &abstol,
+                  &found, nullptr, nullptr, &n, nullptr, &query, &lwork, &rquery, &lrwork, &iquery,
+                  &liwork, &info);
+    lwork = workspace_size(query);
+    lrwork = static_cast<int>(rquery);
+    liwork = iquery;
+    Raw<T>::heevr("V", "A", "U", &n, copy_.data(), &n, nullptr, nullptr, nullptr, nullptr, &abstol,
+                  &found, w.data(), z.data(), &n, isuppz.data(), sized(wraw, lwork), &lwork,
+                  sized(rwraw, lrwork), &lrwork, sized(iwraw, liwork), &liwork, &info);
   }
-  double disagreement() override {
-    return spectrum_difference(complex_values(values), wr.data(), wi.data(), n);
-  }
+  double disagreement() override { return difference(vector_of<R>(values), w.data(), n); }
 };
 
 struct SymmetricEigen : Work {
@@ -507,19 +721,51 @@ struct GeneralizedEigen : Work {
 
 // ---- singular value decomposition -----------------------------------------------------------
 
-struct SingularValues : Work {
+// One divide-and-conquer decomposition of the square row-major block as it
+// stands, as a C program makes it: restore the copy, the workspace query,
+// the call. Job N leaves the vector buffers alone; the complex flavour takes
+// a real workspace of the size the library gives it.
+template <class T> struct RawSvd {
+  using R = RealOf<T>;
+  int n;
+  std::vector<T> copy_, u, vt, work;
+  std::vector<R> s, rwork;
+  std::vector<int> iwork;
+  RawSvd(int32_t n_, bool vectors)
+      : n(n_),
+        copy_(sq(n)),
+        u(vectors ? sq(n) : 0),
+        vt(vectors ? sq(n) : 0),
+        s(n),
+        rwork(is_complex_v<T> ? static_cast<size_t>(n) * (5 * static_cast<size_t>(n) + 7) : 0),
+        iwork(8 * static_cast<size_t>(n)) {}
+  void run(const char* job, const std::vector<T>& input) {
+    put(copy_.data(), input);
+    T query{};
+    int info = 0;
+    call(job, nullptr, &query, -1, &info);
+    const int lwork = workspace_size(query);
+    call(job, copy_.data(), sized(work, lwork), lwork, &info);
+  }
+  void call(const char* job, T* data, T* w, int lwork, int* info) {
+    T* left = u.empty() ? nullptr : u.data();
+    T* right = vt.empty() ? nullptr : vt.data();
+    if constexpr (is_complex_v<T>)
+      Raw<T>::gesdd(job, &n, &n, data, &n, s.data(), left, &n, right, &n, w, &lwork, rwork.data(),
+                    iwork.data(), info);
+    else
+      Raw<T>::gesdd(job, &n, &n, data, &n, s.data(), left, &n, right, &n, w, &lwork, iwork.data(),
+                    info);
+  }
+};
+
+template <class T, auto Export> struct SingularValues : Work {
+  using R = RealOf<T>;
   int32_t n;
   ZwArrayHandle a, u, s, v, work, real_work, int_work;
-  std::vector<double> av, copy_, sraw, uraw, vtraw, wraw;
-  std::vector<int> iwork;
-  explicit SingularValues(int32_t n_)
-      : n(n_),
-        av(general_matrix(n, 26)),
-        copy_(sq(n)),
-        sraw(n),
-        uraw(sq(n)),
-        vtraw(sq(n)),
-        iwork(8 * static_cast<size_t>(n)) {
+  std::vector<T> av;
+  RawSvd<T> svd;
+  explicit SingularValues(int32_t n_) : n(n_), av(general_of<T>(n, 26)), svd(n, true) {
     a = arrays.matrix(n, n, av.data());
     u = arrays.empty();
     s = arrays.empty();
@@ -528,19 +774,621 @@ struct SingularValues : Work {
     real_work = arrays.scratch();
     int_work = arrays.scratch();
   }
-  int32_t ours() override { return dSVDH(a, 0, 0, u, s, v, work, real_work, int_work); }
-  void raw() override {
-    copy(copy_.data(), av);
-    int info = 0, lwork = -1;
-    double query = 0;
-    dgesdd_("S", &n, &n, nullptr, &n, sraw.data(), nullptr, &n, nullptr, &n, &query, &lwork,
-            iwork.data(), &info, 1);
-    lwork = static_cast<int>(query);
-    wraw.resize(static_cast<size_t>(lwork));
-    dgesdd_("S", &n, &n, copy_.data(), &n, sraw.data(), uraw.data(), &n, vtraw.data(), &n,
-            wraw.data(), &lwork, iwork.data(), &info, 1);
+  int32_t ours() override { return Export(a, 0, 0, u, s, v, work, real_work, int_work); }
+  void raw() override { svd.run("S", av); }
+  double disagreement() override { return difference(vector_of<R>(s), svd.s.data(), n); }
+};
+
+// ---- characteristics from the singular values or the inverse ---------------------------------
+
+// The 2-norm condition number is s1 / sn from one values-only call.
+template <class T, auto Export> struct TwoNormCondition : Work {
+  using R = RealOf<T>;
+  int32_t n;
+  ZwArrayHandle a, values, copy_h, work, real_work, int_work, inverse_work, pivots;
+  std::vector<T> av;
+  RawSvd<T> svd;
+  R result = 0, raw_result = 0;
+  explicit TwoNormCondition(int32_t n_) : n(n_), av(general_of<T>(n, 44)), svd(n, false) {
+    a = arrays.matrix(n, n, av.data());
+    values = arrays.scratch();
+    copy_h = arrays.scratch();
+    work = arrays.scratch();
+    real_work = arrays.scratch();
+    int_work = arrays.scratch();
+    inverse_work = arrays.scratch();
+    pivots = arrays.scratch();
   }
-  double disagreement() override { return relative_difference(vector_values(s), sraw.data(), n); }
+  int32_t ours() override {
+    return Export(a, 0, &result, values, copy_h, work, real_work, int_work, inverse_work, pivots);
+  }
+  void raw() override {
+    svd.run("N", av);
+    raw_result = svd.s[0] / svd.s[n - 1];
+  }
+  double disagreement() override { return difference(&result, &raw_result, 1); }
+};
+
+// The 1-norm condition number: ||A||_1 ||A^-1||_1 with the inverse by LU.
+// The row-major block is A^T to the core, whose infinity norm is A's 1-norm.
+template <class T, auto Export> struct OneNormCondition : Work {
+  using R = RealOf<T>;
+  int32_t n;
+  ZwArrayHandle a, values, copy_h, work, real_work, int_work, inverse_work, pivots;
+  std::vector<T> av, copy_, wraw;
+  std::vector<R> lange_work;
+  std::vector<int> ipiv;
+  R result = 0, raw_result = 0;
+  explicit OneNormCondition(int32_t n_)
+      : n(n_), av(dominant_of<T>(n, 45)), copy_(sq(n)), lange_work(n), ipiv(n) {
+    a = arrays.matrix(n, n, av.data());
+    values = arrays.scratch();
+    copy_h = arrays.scratch();
+    work = arrays.scratch();
+    real_work = arrays.scratch();
+    int_work = arrays.scratch();
+    inverse_work = arrays.scratch();
+    pivots = arrays.scratch();
+  }
+  int32_t ours() override {
+    return Export(a, 1, &result, values, copy_h, work, real_work, int_work, inverse_work, pivots);
+  }
+  void raw() override {
+    put(copy_.data(), av);
+    const R norm = Raw<T>::lange("I", &n, &n, copy_.data(), &n, lange_work.data());
+    int info = 0, lwork = -1;
+    T query{};
+    Raw<T>::getrf(&n, &n, copy_.data(), &n, ipiv.data(), &info);
+    Raw<T>::getri(&n, nullptr, &n, nullptr, &query, &lwork, &info);
+    lwork = workspace_size(query);
+    Raw<T>::getri(&n, copy_.data(), &n, ipiv.data(), sized(wraw, lwork), &lwork, &info);
+    raw_result = norm * Raw<T>::lange("I", &n, &n, copy_.data(), &n, lange_work.data());
+  }
+  double disagreement() override { return difference(&result, &raw_result, 1); }
+};
+
+// The rank counts the values-only decomposition's values above the default
+// tolerance, max(m, n) s1 eps.
+template <class T, auto Export> struct Rank : Work {
+  using R = RealOf<T>;
+  int32_t n;
+  ZwArrayHandle a, values, work, real_work, int_work;
+  std::vector<T> av;
+  RawSvd<T> svd;
+  int32_t rank = -1, raw_rank = -2;
+  explicit Rank(int32_t n_) : n(n_), av(general_of<T>(n, 46)), svd(n, false) {
+    a = arrays.matrix(n, n, av.data());
+    values = arrays.scratch();
+    work = arrays.scratch();
+    real_work = arrays.scratch();
+    int_work = arrays.scratch();
+  }
+  int32_t ours() override { return Export(a, R(-1), &rank, values, work, real_work, int_work); }
+  void raw() override {
+    svd.run("N", av);
+    const R tolerance = static_cast<R>(n) * svd.s[0] * std::numeric_limits<R>::epsilon();
+    raw_rank = 0;
+    while (raw_rank < n && svd.s[raw_rank] > tolerance) ++raw_rank;
+  }
+  double disagreement() override { return rank == raw_rank ? 0.0 : 1.0; }
+};
+
+// ---- pseudo-inverse and least squares ---------------------------------------------------------
+
+// The pseudo-inverse from the thin decomposition of the row-major block,
+// B = A^T = U S V^H to the core: pinv(B) = V S+ U^H, whose column-major
+// layout is pinv(A) row-major. The export works in place, so it restores its
+// input before each call, as the raw side restores its copy.
+template <class T, auto Export> struct PseudoInverse : Work {
+  using R = RealOf<T>;
+  int32_t n;
+  ZwArrayHandle a, values, factors, work, real_work, int_work;
+  std::vector<T> av, xraw;
+  RawSvd<T> svd;
+  explicit PseudoInverse(int32_t n_)
+      : n(n_), av(dominant_of<T>(n, 47)), xraw(sq(n)), svd(n, true) {
+    a = arrays.matrix(n, n, av.data());
+    values = arrays.scratch();
+    factors = arrays.scratch();
+    work = arrays.scratch();
+    real_work = arrays.scratch();
+    int_work = arrays.scratch();
+  }
+  int32_t ours() override {
+    put(matrix_of<T>(a), av);
+    return Export(a, R(-1), values, factors, work, real_work, int_work);
+  }
+  void raw() override {
+    svd.run("S", av);
+    std::vector<R>& s = svd.s;
+    const R tolerance = static_cast<R>(n) * s[0] * std::numeric_limits<R>::epsilon();
+    for (int32_t i = 0; i < n; ++i) s[i] = s[i] > tolerance ? R(1) / s[i] : R(0);
+    // Row i of V^H scaled by s+_i: column by column, each one contiguous.
+    for (int32_t j = 0; j < n; ++j) {
+      T* column = svd.vt.data() + static_cast<size_t>(j) * n;
+      for (int32_t i = 0; i < n; ++i) column[i] *= s[i];
+    }
+    const T one(1), zero(0);
+    Raw<T>::gemm(kColMajor, kConjTrans, kConjTrans, n, n, n, blas_scalar(one), svd.vt.data(), n,
+                 svd.u.data(), n, blas_scalar(zero), xraw.data(), n);
+  }
+  double disagreement() override { return difference(matrix_of<T>(a), xraw.data(), sq(n)); }
+};
+
+// Least squares with a tolerance: one call of the core's SVD-based solver on
+// the column-major copy, rcond = eps max(m, n) as the library forms it.
+template <class T, auto Export> struct LeastSquares : Work {
+  using R = RealOf<T>;
+  int32_t n;
+  ZwArrayHandle a, b, x, svd1, svd2, svd3, solve_ws, values;
+  std::vector<T> av, bv, raw_a, ac, rhs, wraw;
+  std::vector<R> sraw, rwraw;
+  std::vector<int> iwraw;
+  explicit LeastSquares(int32_t n_)
+      : n(n_),
+        av(dominant_of<T>(n, 48)),
+        bv(typed_values<T>(n, 49)),
+        raw_a(transposed_of(av, n, n)),
+        ac(sq(n)),
+        rhs(n),
+        sraw(n) {
+    a = arrays.matrix(n, n, av.data());
+    b = arrays.vector(n, bv.data());
+    x = arrays.empty();
+    svd1 = arrays.scratch();
+    svd2 = arrays.scratch();
+    svd3 = arrays.scratch();
+    solve_ws = arrays.scratch();
+    values = arrays.scratch();
+  }
+  int32_t ours() override { return Export(a, b, R(-1), x, svd1, svd2, svd3, solve_ws, values); }
+  void raw() override {
+    put(ac.data(), raw_a);
+    put(rhs.data(), bv);
+    const R rcond = std::numeric_limits<R>::epsilon() * static_cast<R>(n);
+    int info = 0, rank = 0, iquery = 0;
+    T query{};
+    R rquery{};
+    gelsd(nullptr, nullptr, rcond, &rank, &query, -1, &rquery, &iquery, &info);
+    const int lwork = workspace_size(query);
+    gelsd(ac.data(), rhs.data(), rcond, &rank, sized(wraw, lwork), lwork,
+          sized(rwraw, static_cast<int>(rquery)), sized(iwraw, iquery), &info);
+  }
+  void gelsd(T* a_, T* b_, R rcond, int* rank, T* w, int lwork, R* rw, int* iw, int* info) {
+    int one = 1;
+    if constexpr (is_complex_v<T>)
+      Raw<T>::gelsd(&n, &n, &one, a_, &n, b_, &n, sraw.data(), &rcond, rank, w, &lwork, rw, iw, info);
+    else
+      Raw<T>::gelsd(&n, &n, &one, a_, &n, b_, &n, sraw.data(), &rcond, rank, w, &lwork, iw, info);
+    (void)rw;
+  }
+  double disagreement() override { return difference(vector_of<T>(x), rhs.data(), n); }
+};
+
+// ---- matrix functions -------------------------------------------------------------------------
+
+// The exponential's raw side is the same algorithm written as a C program
+// holding the matrix column-major would write it: balance (gebal, scaling
+// only), scale by 2^-s, the Pade sums from gemm products and axpy, one gesv
+// for D^-1 N, s squarings, and the way back (gebak for the rows, a scal per
+// column for the columns). Degree and scaling come from the library's own
+// two scalar rules, so both sides make the same number of products.
+template <class T, auto Export> struct MatrixExponential : Work {
+  using R = RealOf<T>;
+  int32_t n;
+  ZwArrayHandle a, workspace, scale_factors, balance_ws, solve_ws, pivots;
+  std::vector<T> av, raw_a, x, num, den, power, spare;
+  std::vector<R> scale;
+  std::vector<int> ipiv;
+  explicit MatrixExponential(int32_t n_)
+      : n(n_),
+        av(general_of<T>(n, 50)),
+        raw_a(transposed_of(av, n, n)),
+        x(sq(n)),
+        num(sq(n)),
+        den(sq(n)),
+        power(sq(n)),
+        spare(sq(n)),
+        scale(n),
+        ipiv(n) {
+    a = arrays.matrix(n, n, av.data());
+    workspace = arrays.scratch();
+    scale_factors = arrays.scratch();
+    balance_ws = arrays.scratch();
+    solve_ws = arrays.scratch();
+    pivots = arrays.scratch();
+  }
+  int32_t ours() override {
+    put(matrix_of<T>(a), av);
+    return Export(a, workspace, scale_factors, balance_ws, solve_ws, pivots);
+  }
+  void multiply(const T* p, const T* q, T* out) {
+    const T one(1), zero(0);
+    Raw<T>::gemm(kColMajor, CblasNoTrans, CblasNoTrans, n, n, n, blas_scalar(one), p, n, q, n,
+                 blas_scalar(zero), out, n);
+  }
+  void add_scaled(double c, const T* from, T* to) {
+    const int parts = static_cast<int>(sq(n)) * (is_complex_v<T> ? 2 : 1);
+    Raw<R>::axpy(parts, static_cast<R>(c), reinterpret_cast<const R*>(from), 1,
+                 reinterpret_cast<R*>(to), 1);
+  }
+  void raw() override {
+    const int nn = static_cast<int>(sq(n));
+    const size_t stride = static_cast<size_t>(n) + 1;
+    put(x.data(), raw_a);
+    int ilo = 1, ihi = 1, info = 0;
+    Raw<T>::gebal("S", &n, x.data(), &n, &ilo, &ihi, scale.data(), &info);
+    R norm = 0;  // largest row sum of the column-major matrix
+    for (int32_t i = 0; i < n; ++i) {
+      R sum = 0;
+      for (int32_t j = 0; j < n; ++j) sum += std::abs(x[static_cast<size_t>(j) * n + i]);
+      norm = std::max(norm, sum);
+    }
+    const int32_t s = tarnx::scalingPower(static_cast<double>(norm));
+    const double factor = std::pow(0.5, s);
+    if (s > 0) Raw<T>::rscal(nn, static_cast<R>(factor), x.data(), 1);
+    for (int i = 0; i < nn; ++i) {
+      num[i] = x[i] * R(0.5);
+      den[i] = x[i] * R(-0.5);
+    }
+    for (int32_t i = 0; i < n; ++i) {
+      num[i * stride] += R(1);
+      den[i * stride] += R(1);
+    }
+    T* p = power.data();
+    T* other = spare.data();
+    multiply(x.data(), x.data(), p);
+    const int32_t q = tarnx::selectPadeDegree(tarnx::kExponentialTolerance,
+                                              static_cast<double>(norm) * factor);
+    double c = 0.5, sign = 1.0;
+    for (int32_t k = 2; k <= q; ++k) {
+      c = c * (q - k + 1) / (static_cast<double>(2 * q - k + 1) * k);
+      add_scaled(c, p, num.data());
+      add_scaled(sign * c, p, den.data());
+      if (k == q) break;
+      multiply(p, x.data(), other);
+      std::swap(p, other);
+      sign = -sign;
+    }
+    Raw<T>::gesv(&n, &n, den.data(), &n, ipiv.data(), num.data(), &n, &info);
+    T* f = num.data();
+    other = s > 0 ? spare.data() : nullptr;
+    for (int32_t i = 0; i < s; ++i) {
+      T* target = i + 1 == s ? x.data() : other;
+      multiply(f, f, target);
+      other = f;
+      f = target;
+    }
+    if (s == 0) put(x.data(), num);
+    Raw<T>::gebak("S", "R", &n, &ilo, &ihi, scale.data(), &n, x.data(), &n, &info);
+    for (int32_t j = 0; j < n; ++j)
+      Raw<T>::rscal(n, R(1) / scale[j], x.data() + static_cast<size_t>(j) * n, 1);
+  }
+  double disagreement() override {
+    return difference(matrix_of<T>(a), transposed_of(x, n, n).data(), sq(n));
+  }
+  // Balancing and its undoing each grow and empty the balance workspace.
+  int64_t extra_resizes() const override { return 2; }
+};
+
+// A positive power by binary exponentiation: the library's order of
+// products (squarings first, then square-and-multiply over three buffers),
+// each product one gemm on the row-major blocks. 7 takes four products and
+// the copies between buffers.
+template <class T, auto Export> struct MatrixPower : Work {
+  static constexpr int32_t kPower = 7;
+  int32_t n;
+  ZwArrayHandle a, power_ws, pinv1, pinv2, pinv3, pinv4, pinv5;
+  std::vector<T> av, p, q, r, result;
+  explicit MatrixPower(int32_t n_)
+      : n(n_), av(general_of<T>(n, 51)), p(sq(n)), q(sq(n)), r(sq(n)), result(sq(n)) {
+    // Entries of about 1 / sqrt(n) keep the seventh power near 1 at every size.
+    const auto shrink = static_cast<RealOf<T>>(1.0 / std::sqrt(static_cast<double>(n)));
+    for (T& v : av) v *= shrink;
+    a = arrays.matrix(n, n, av.data());
+    power_ws = arrays.scratch();
+    pinv1 = arrays.scratch();
+    pinv2 = arrays.scratch();
+    pinv3 = arrays.scratch();
+    pinv4 = arrays.scratch();
+    pinv5 = arrays.scratch();
+  }
+  int32_t ours() override {
+    put(matrix_of<T>(a), av);
+    return Export(a, kPower, power_ws, pinv1, pinv2, pinv3, pinv4, pinv5);
+  }
+  void raw() override {
+    put(p.data(), av);
+    const T one(1), zero(0);
+    const size_t bytes = sq(n) * sizeof(T);
+    auto multiply = [&](const T* x, const T* y, T* out) {
+      Raw<T>::gemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, n, n, n, blas_scalar(one), x, n, y,
+                   n, blas_scalar(zero), out, n);
+    };
+    auto copy_block = [&](const T* from, T* to) { std::memcpy(static_cast<void*>(to), from, bytes); };
+    const T* out = tarnx::binaryPower<T*>(p.data(), q.data(), r.data(), kPower, multiply, copy_block);
+    copy_block(out, result.data());
+  }
+  double disagreement() override { return difference(matrix_of<T>(a), result.data(), sq(n)); }
+};
+
+// The generalized Schur form with both sets of vectors: one query and one
+// gges on column-major copies of A and B, the layout a C program holds.
+template <class T, auto Export> struct QZ : Work {
+  using R = RealOf<T>;
+  int32_t n;
+  ZwArrayHandle a, b, q, z, values, work, real_work;
+  std::vector<T> av, bv, raw_a, raw_b, s, t, vsl, vsr, alpha, beta, wraw;
+  std::vector<R> alphar, alphai, beta_r, rwork;
+  explicit QZ(int32_t n_)
+      : n(n_),
+        av(general_of<T>(n, 52)),
+        bv(dominant_of<T>(n, 53)),
+        raw_a(transposed_of(av, n, n)),
+        raw_b(transposed_of(bv, n, n)),
+        s(sq(n)),
+        t(sq(n)),
+        vsl(sq(n)),
+        vsr(sq(n)),
+        alpha(n),
+        beta(n),
+        alphar(n),
+        alphai(n),
+        beta_r(n),
+        rwork(8 * static_cast<size_t>(n)) {
+    a = arrays.matrix(n, n, av.data());
+    b = arrays.matrix(n, n, bv.data());
+    q = arrays.empty();
+    z = arrays.empty();
+    values = arrays.empty();
+    work = arrays.scratch();
+    real_work = is_complex_v<T> ? arrays.scratch() : arrays.empty();
+  }
+  int32_t ours() override {
+    put(matrix_of<T>(a), av);
+    put(matrix_of<T>(b), bv);
+    return Export(a, b, 1, q, z, values, work, real_work);
+  }
+  void raw() override {
+    put(s.data(), raw_a);
+    put(t.data(), raw_b);
+    int sdim = 0, info = 0, lwork = -1;
+    T query{};
+    gges(nullptr, nullptr, &query, lwork, &sdim, &info);
+    lwork = workspace_size(query);
+    gges(s.data(), t.data(), sized(wraw, lwork), lwork, &sdim, &info);
+  }
+  void gges(T* sa, T* tb, T* w, int lwork, int* sdim, int* info) {
+    if constexpr (is_complex_v<T>)
+      Raw<T>::gges("V", "V", "N", nullptr, &n, sa, &n, tb, &n, sdim, alpha.data(), beta.data(),
+                   vsl.data(), &n, vsr.data(), &n, w, &lwork, rwork.data(), nullptr, info);
+    else
+      Raw<T>::gges("V", "V", "N", nullptr, &n, sa, &n, tb, &n, sdim, alphar.data(), alphai.data(),
+                   beta_r.data(), vsl.data(), &n, vsr.data(), &n, w, &lwork, nullptr, info);
+  }
+  double disagreement() override {
+    return std::max(difference(matrix_of<T>(a), transposed_of(s, n, n).data(), sq(n)),
+                    difference(matrix_of<T>(z), transposed_of(vsr, n, n).data(), sq(n)));
+  }
+};
+
+// ---- functions through the balanced complex Schur form ---------------------------------------
+
+// The products of the triangular square root, made by the raw core.
+template <class R> struct RawProduct {
+  static void subtract(int32_t m, int32_t p, int32_t k, const std::complex<R>* x,
+                       const std::complex<R>* y, std::complex<R>* c, size_t ld) {
+    using C = std::complex<R>;
+    const C minus_one(-1), one(1);
+    const int l = static_cast<int>(ld);
+    Raw<C>::gemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, m, p, k, blas_scalar(minus_one), x, l,
+                 y, l, blas_scalar(one), c, l);
+  }
+};
+
+// f(A) = D Q f(T) Q^H D^-1 as a C program holding A column-major would form
+// it: gebal (scaling only), the query and gees with Schur vectors, then, once
+// f(T) is known, two gemm and the way back (gebak for the rows, a scal per
+// column for the columns). The triangular root works on a row-major upper
+// triangle, so T is transposed once on the way in; the library keeps its
+// blocks row-major throughout and pays for the layout in its balancing.
+template <class C> struct RawSchurFrame {
+  using R = RealOf<C>;
+  int n = 0, ilo = 1, ihi = 1;
+  std::vector<C> x, q, t, temp, values, wraw;
+  std::vector<R> scale, rwork;
+  explicit RawSchurFrame(int32_t n_)
+      : n(n_), x(sq(n)), q(sq(n)), t(sq(n)), temp(sq(n)), values(n), scale(n), rwork(n) {}
+  // From the column-major `start` to T (row-major, in t) and Q.
+  void enter(const std::vector<C>& start) {
+    put(x.data(), start);
+    int info = 0, sdim = 0, lwork = -1;
+    Raw<C>::gebal("S", &n, x.data(), &n, &ilo, &ihi, scale.data(), &info);
+    C query{};
+    Raw<C>::gees("V", "N", nullptr, &n, nullptr, &n, &sdim, nullptr, nullptr, &n, &query, &lwork,
+                 nullptr, nullptr, &info);
+    lwork = workspace_size(query);
+    Raw<C>::gees("V", "N", nullptr, &n, x.data(), &n, &sdim, values.data(), q.data(), &n,
+                 sized(wraw, lwork), &lwork, rwork.data(), nullptr, &info);
+    for (int32_t i = 0; i < n; ++i)
+      for (int32_t j = 0; j < n; ++j)
+        t[static_cast<size_t>(i) * n + j] = x[static_cast<size_t>(j) * n + i];
+  }
+  // x (column-major) = D Q f Q^H D^-1 for the row-major f.
+  void leave(const C* f) {
+    const C one(1), zero(0);
+    Raw<C>::gemm(kColMajor, CblasNoTrans, kTrans, n, n, n, blas_scalar(one), q.data(), n, f, n,
+                 blas_scalar(zero), temp.data(), n);
+    Raw<C>::gemm(kColMajor, CblasNoTrans, kConjTrans, n, n, n, blas_scalar(one), temp.data(), n,
+                 q.data(), n, blas_scalar(zero), x.data(), n);
+    int info = 0;
+    Raw<C>::gebak("S", "R", &n, &ilo, &ihi, scale.data(), &n, x.data(), &n, &info);
+    for (int32_t j = 0; j < n; ++j)
+      Raw<C>::rscal(n, R(1) / scale[j], x.data() + static_cast<size_t>(j) * n, 1);
+  }
+};
+
+// The complex column-major copy of a row-major matrix of either kind.
+template <class T> std::vector<ComplexOf<T>> complex_columns(const std::vector<T>& a, int32_t n) {
+  std::vector<ComplexOf<T>> out(a.size());
+  for (int32_t i = 0; i < n; ++i)
+    for (int32_t j = 0; j < n; ++j)
+      out[static_cast<size_t>(j) * n + i] = ComplexOf<T>(a[static_cast<size_t>(i) * n + j]);
+  return out;
+}
+
+// The principal square root: the frame around one triangular root, which
+// the raw side takes with the library's blocked recurrence over raw gemm
+// products (the core has no triangular root of its own).
+template <class T, auto Export> struct MatrixSquareRoot : Work {
+  using C = ComplexOf<T>;
+  using R = RealOf<T>;
+  int32_t n;
+  ZwArrayHandle a, x, scale_factors, workspace, balance_ws, schur1, schur2;
+  std::vector<T> av;
+  std::vector<C> start, root;
+  RawSchurFrame<C> frame;
+  explicit MatrixSquareRoot(int32_t n_)
+      : n(n_), av(dominant_of<T>(n, 54)), start(complex_columns(av, n)), root(sq(n)), frame(n) {
+    a = arrays.matrix(n, n, av.data());
+    x = arrays.empty();
+    scale_factors = arrays.scratch();
+    workspace = arrays.scratch();
+    balance_ws = arrays.scratch();
+    schur1 = arrays.scratch();
+    schur2 = arrays.scratch();
+  }
+  int32_t ours() override {
+    return Export(a, x, scale_factors, workspace, balance_ws, schur1, schur2);
+  }
+  void raw() override {
+    frame.enter(start);
+    tarnx::triangularSquareRoot<R, RawProduct<R>>(frame.t.data(), n, root.data());
+    frame.leave(root.data());
+  }
+  double disagreement() override {
+    return difference(matrix_of<C>(x), transposed_of(frame.x, n, n).data(), sq(n));
+  }
+  // Balancing and its undoing each grow and empty the balance workspace.
+  int64_t extra_resizes() const override { return 2; }
+};
+
+// Nodes on [0, 1] and weights of the m-point Gauss-Legendre rule, by Newton's
+// method on the Legendre polynomial.
+void gauss_legendre(int m, long double* nodes, long double* weights) {
+  for (int i = 0; i < m; ++i) {
+    long double x = std::cos(3.14159265358979323846264338327950288L * (i + 0.75L) / (m + 0.5L));
+    long double slope = 1;
+    for (int iteration = 0; iteration < 100; ++iteration) {
+      long double previous = 1, current = x;
+      for (int k = 2; k <= m; ++k) {
+        const long double next = ((2 * k - 1) * x * current - (k - 1) * previous) / k;
+        previous = current;
+        current = next;
+      }
+      slope = m * (x * current - previous) / (x * x - 1);
+      const long double step = current / slope;
+      x -= step;
+      if (std::abs(step) <= 1e-19L) break;
+    }
+    nodes[i] = (1 - x) / 2;
+    weights[i] = 1 / ((1 - x * x) * slope * slope);
+  }
+}
+
+// The principal logarithm by inverse scaling and squaring: triangular roots
+// of T until ||T - I||_1 <= 1/4, the [m/m] Pade approximant of log(I + M) as
+// m shifted triangular solves (trtrs) summed with axpy, 2^s by scal, the
+// exact logarithms on the diagonal, and the frame's way back. The degree is
+// the smallest whose scalar error at -||M|| meets the precision, as the
+// library chooses it.
+template <class T, auto Export> struct MatrixLogarithm : Work {
+  using C = ComplexOf<T>;
+  using R = RealOf<T>;
+  static constexpr int kMaxDegree = 16;
+  int32_t n;
+  ZwArrayHandle a, x, scale_factors, workspace, balance_ws, schur1, schur2;
+  std::vector<T> av;
+  std::vector<C> start, spare, y, log_t, diagonal;
+  RawSchurFrame<C> frame;
+  explicit MatrixLogarithm(int32_t n_)
+      : n(n_),
+        av(dominant_of<T>(n, 55)),
+        start(complex_columns(av, n)),
+        spare(sq(n)),
+        y(sq(n)),
+        log_t(sq(n)),
+        diagonal(n),
+        frame(n) {
+    a = arrays.matrix(n, n, av.data());
+    x = arrays.empty();
+    scale_factors = arrays.scratch();
+    workspace = arrays.scratch();
+    balance_ws = arrays.scratch();
+    schur1 = arrays.scratch();
+    schur2 = arrays.scratch();
+  }
+  int32_t ours() override {
+    return Export(a, x, scale_factors, workspace, balance_ws, schur1, schur2);
+  }
+  double distance_to_identity(const C* t) const {
+    double largest = 0;
+    for (int32_t j = 0; j < n; ++j) {
+      double column = std::abs(t[static_cast<size_t>(j) * n + j] - C(1));
+      for (int32_t i = 0; i < j; ++i) column += std::abs(t[static_cast<size_t>(i) * n + j]);
+      largest = std::max(largest, column);
+    }
+    return largest;
+  }
+  static int degree_for(double rho, long double* nodes, long double* weights) {
+    const long double target = 0.5L * std::numeric_limits<R>::epsilon() * std::max(rho, 1e-3);
+    const long double exact = std::log1p(-static_cast<long double>(rho));
+    for (int m = 1;; ++m) {
+      gauss_legendre(m, nodes, weights);
+      long double sum = 0;
+      for (int j = 0; j < m; ++j) sum += weights[j] * -rho / (1 - nodes[j] * rho);
+      if (m == kMaxDegree || std::abs(sum - exact) <= target) return m;
+    }
+  }
+  void raw() override {
+    frame.enter(start);
+    const size_t nn = sq(n);
+    C* t = frame.t.data();
+    C* other = spare.data();
+    for (int32_t j = 0; j < n; ++j) diagonal[j] = t[static_cast<size_t>(j) * n + j];
+    int roots = 0;
+    double rho = distance_to_identity(t);
+    for (; rho > 0.25 && roots < 64; ++roots) {
+      tarnx::triangularSquareRoot<R, RawProduct<R>>(t, n, other);
+      std::swap(t, other);
+      rho = distance_to_identity(t);
+    }
+    long double nodes[kMaxDegree], weights[kMaxDegree];
+    const int degree = degree_for(rho, nodes, weights);
+    for (int32_t j = 0; j < n; ++j) t[static_cast<size_t>(j) * n + j] -= C(1);
+    std::fill(log_t.begin(), log_t.end(), C(0));
+    for (int k = 0; k < degree; ++k) {
+      const R node = static_cast<R>(nodes[k]);
+      for (size_t i = 0; i < nn; ++i) other[i] = node * t[i];
+      for (int32_t j = 0; j < n; ++j) other[static_cast<size_t>(j) * n + j] += C(1);
+      std::copy(t, t + nn, y.data());
+      int info = 0;
+      // Row-major upper blocks are column-major lower ones to the core.
+      Raw<C>::trtrs("L", "N", "N", &n, &n, other, &n, y.data(), &n, &info);
+      const C weight(static_cast<R>(weights[k]));
+      Raw<C>::axpy(static_cast<int>(nn), &weight, y.data(), 1, log_t.data(), 1);
+    }
+    Raw<C>::rscal(static_cast<int>(nn), std::ldexp(R(1), roots), log_t.data(), 1);
+    for (int32_t j = 0; j < n; ++j) {
+      const C d = diagonal[j];
+      log_t[static_cast<size_t>(j) * n + j] = C(std::log(std::abs(d)), std::atan2(d.imag(), d.real()));
+    }
+    frame.leave(log_t.data());
+  }
+  double disagreement() override {
+    return difference(matrix_of<C>(x), transposed_of(frame.x, n, n).data(), sq(n));
+  }
+  int64_t extra_resizes() const override { return 2; }
 };
 
 template <class W>
@@ -555,15 +1403,20 @@ const std::vector<int32_t> kCubic = {4, 64, 100, 500, 512, 1000};
 
 }  // namespace
 
-// One line per family. The factorizations, characteristics and matrix
-// functions join here as they land.
+// One line per entry: an export in one element type (the 1-norm condition
+// number is a second entry of its export). The linear fit has no core
+// counterpart and no entry.
 const std::vector<Case>& cases() {
+  using C = std::complex<float>;
+  using Z = std::complex<double>;
   static const std::vector<Case> table = {
       {"dMtrxMulH",
        "products",
        Target::Product,
        {4, 64, 100, 500, 512, 1000, 2000},
-       maker<MatrixProduct>()},
+       maker<MatrixProduct<double, dMtrxMulH>>()},
+      {"sMtrxMulH", "products", Target::Product, kCubic, maker<MatrixProduct<float, sMtrxMulH>>()},
+      {"zMtrxMulH", "products", Target::Product, kCubic, maker<MatrixProduct<Z, zMtrxMulH>>()},
       {"dMtrxVecMulH", "products", Target::Product, kSquare, maker<MatrixVectorProduct>()},
       {"dDotProdH", "products", Target::Product, {4, 64, 100, 500, 512, 4096}, maker<DotProduct>()},
       {"dOuterProdH", "products", Target::Product, kSquare, maker<OuterProduct>()},
@@ -577,13 +1430,49 @@ const std::vector<Case>& cases() {
        maker<TransposeCopy>()},
       {"dMtrxNormH", "elementary", Target::Lapack, kCubic, maker<MatrixTwoNorm>()},
       {"dDeterminantH", "solve", Target::Lapack, kCubic, maker<Determinant>()},
-      {"dInvMtrxH", "solve", Target::Lapack, kCubic, maker<Inverse>()},
-      {"dLinEqH", "solve", Target::Lapack, kCubic, maker<LinearSystem>()},
-      {"dEigenVH", "eigen", Target::Lapack, kCubic, maker<GeneralEigen>()},
+      {"dInvMtrxH", "solve", Target::Lapack, kCubic, maker<Inverse<double, dInvMtrxH>>()},
+      {"zInvMtrxH", "solve", Target::Lapack, kCubic, maker<Inverse<Z, zInvMtrxH>>()},
+      {"dLinEqH", "solve", Target::Lapack, kCubic, maker<LinearSystem<double, dLinEqH>>()},
+      {"sLinEqH", "solve", Target::Lapack, kCubic, maker<LinearSystem<float, sLinEqH>>()},
+      {"cLinEqH", "solve", Target::Lapack, kCubic, maker<LinearSystem<C, cLinEqH>>()},
+      {"zLinEqH", "solve", Target::Lapack, kCubic, maker<LinearSystem<Z, zLinEqH>>()},
+      {"dCondNumberH", "solve", Target::Lapack, kCubic,
+       maker<TwoNormCondition<double, dCondNumberH>>()},
+      {"dCondNumberH_1norm", "solve", Target::Lapack, kCubic,
+       maker<OneNormCondition<double, dCondNumberH>>()},
+      {"dRankH", "solve", Target::Lapack, kCubic, maker<Rank<double, dRankH>>()},
+      {"dPseudoInvMtrxH", "solve", Target::Lapack, kCubic,
+       maker<PseudoInverse<double, dPseudoInvMtrxH>>()},
+      {"dLSEqH", "solve", Target::Lapack, kCubic, maker<LeastSquares<double, dLSEqH>>()},
+      {"dCholeskyH", "factor", Target::Lapack, kCubic, maker<Cholesky<double, dCholeskyH>>()},
+      {"zCholeskyH", "factor", Target::Lapack, kCubic, maker<Cholesky<Z, zCholeskyH>>()},
+      {"dLUH", "factor", Target::Lapack, kCubic, maker<LU<double, dLUH>>()},
+      {"dQRH", "factor", Target::Lapack, kCubic, maker<QR<double, dQRH>>()},
+      {"zQRH", "factor", Target::Lapack, kCubic, maker<QR<Z, zQRH>>()},
+      {"dEigenVH", "eigen", Target::Lapack, kCubic, maker<GeneralEigen<double, dEigenVH>>()},
+      {"sEigenVH", "eigen", Target::Lapack, kCubic, maker<GeneralEigen<float, sEigenVH>>()},
+      // Complex eigenvectors take about 0.75 s at 500 and 6 s at 1000 on each side.
+      {"zEigenVH", "eigen", Target::Lapack, kSquare, maker<GeneralEigen<Z, zEigenVH>>()},
       {"dSymEigenVH", "eigen", Target::Lapack, kCubic, maker<SymmetricEigen>()},
+      {"zHermEigenVH", "eigen", Target::Lapack, kCubic,
+       maker<HermitianEigen<Z, zHermEigenVH>>()},
       {"dSchurH", "eigen", Target::Lapack, kCubic, maker<Schur>()},
       {"dGenEigenVH", "eigen", Target::Lapack, kSquare, maker<GeneralizedEigen>()},
-      {"dSVDH", "svd", Target::Lapack, kCubic, maker<SingularValues>()},
+      {"dSVDH", "svd", Target::Lapack, kCubic, maker<SingularValues<double, dSVDH>>()},
+      {"zSVDH", "svd", Target::Lapack, kCubic, maker<SingularValues<Z, zSVDH>>()},
+      {"dMtrxExpH", "matfun", Target::Lapack, kCubic,
+       maker<MatrixExponential<double, dMtrxExpH>>()},
+      // The complex exponential takes about 0.35 s at 500, so near 3 s at 1000.
+      {"zMtrxExpH", "matfun", Target::Lapack, kSquare, maker<MatrixExponential<Z, zMtrxExpH>>()},
+      {"dMtrxPowH", "matfun", Target::Lapack, kCubic, maker<MatrixPower<double, dMtrxPowH>>()},
+      // The Schur-based functions take 0.6 s (root) and 0.9 s (logarithm) at
+      // 500, several seconds at 1000.
+      {"dMtrxSqrtH", "matfun", Target::Lapack, kSquare,
+       maker<MatrixSquareRoot<double, dMtrxSqrtH>>()},
+      {"dMtrxLnH", "matfun", Target::Lapack, kSquare, maker<MatrixLogarithm<double, dMtrxLnH>>()},
+      // QZ with both sets of vectors takes 2 to 4 s a call at 500 and 512
+      // already; 512 is the least size the report reads its ratio from.
+      {"dQZH", "eigen", Target::Lapack, kSquare, maker<QZ<double, dQZH>>()},
   };
   return table;
 }

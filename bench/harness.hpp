@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/traits.hpp"
 #include "include/tarnx_linalg.h"
 
 namespace bench {
@@ -31,8 +32,10 @@ class Arrays {
   Arrays& operator=(const Arrays&) = delete;
   ~Arrays();
 
-  ZwArrayHandle matrix(int32_t rows, int32_t cols, const double* row_major);
-  ZwArrayHandle vector(int32_t n, const double* values);
+  // Blocks of any element type: two int32 sizes, then the elements, which a
+  // matrix starts at byte 8 and a vector at the type's own offset.
+  template <class T> ZwArrayHandle matrix(int32_t rows, int32_t cols, const T* row_major);
+  template <class T> ZwArrayHandle vector(int32_t n, const T* values);
   ZwArrayHandle empty();
   // An empty handle the export uses as workspace; it must come back empty.
   ZwArrayHandle scratch();
@@ -40,6 +43,7 @@ class Arrays {
   std::size_t scratch_count() const { return scratch_.size(); }
 
  private:
+  ZwArrayHandle block(std::size_t bytes);
   std::vector<ZwArrayHandle> owned_;
   std::vector<ZwArrayHandle> scratch_;
 };
@@ -48,6 +52,12 @@ inline double* matrix_values(ZwArrayHandle h) {
   return reinterpret_cast<double*>(reinterpret_cast<char*>(*h) + 8);
 }
 inline double* vector_values(ZwArrayHandle h) { return matrix_values(h); }
+template <class T> T* matrix_of(ZwArrayHandle h) {
+  return reinterpret_cast<T*>(reinterpret_cast<char*>(*h) + 8);
+}
+template <class T> T* vector_of(ZwArrayHandle h) {
+  return reinterpret_cast<T*>(reinterpret_cast<char*>(*h) + tarnx::Traits<T>::vector_offset);
+}
 inline int32_t dim(ZwArrayHandle h, int i) { return reinterpret_cast<int32_t*>(*h)[i]; }
 
 // One family at one size: both sides, and how far their results are apart.
@@ -61,6 +71,9 @@ class Work {
   virtual double disagreement() = 0;
   // Floating-point operations of one call, for GFLOP/s; 0 when not counted.
   virtual double flops() const { return 0; }
+  // Host resizes per call beyond one grow and one emptying per scratch
+  // handle, for an export that cycles a scratch handle more than once.
+  virtual int64_t extra_resizes() const { return 0; }
   Arrays arrays;
 };
 
@@ -81,5 +94,15 @@ std::vector<double> general_matrix(int32_t n, uint64_t seed);
 std::vector<double> dominant_matrix(int32_t n, uint64_t seed);  // well conditioned
 std::vector<double> symmetric_matrix(int32_t n, uint64_t seed);
 std::vector<double> transposed(const std::vector<double>& a, int32_t rows, int32_t cols);
+
+// The same in any element type: a complex matrix takes its imaginary parts
+// from a second seed, a float one rounds the float64 values.
+template <class T> std::vector<T> typed_values(std::size_t count, uint64_t seed);
+template <class T> std::vector<T> general_of(int32_t n, uint64_t seed);
+template <class T> std::vector<T> dominant_of(int32_t n, uint64_t seed);
+// Hermitian (symmetric when real); `shift` is added to the diagonal, and a
+// shift of 2n makes it positive definite.
+template <class T> std::vector<T> hermitian_of(int32_t n, uint64_t seed, double shift = 0);
+template <class T> std::vector<T> transposed_of(const std::vector<T>& a, int32_t rows, int32_t cols);
 
 }  // namespace bench

@@ -24,6 +24,17 @@ def operations(n, rng):
     s = (a + a.T) / 2
     x = rng.uniform(-1, 1, n)
     y = rng.uniform(-1, 1, n)
+    # Positive definite, as the Cholesky entries' inputs are.
+    p = s + 2 * n * np.eye(n)
+    # The complex and float32 counterparts of the same kinds of matrix.
+    za = a + 1j * rng.uniform(-1, 1, (n, n))
+    zb = b + 1j * rng.uniform(-1, 1, (n, n))
+    zd = za + 2 * n * np.eye(n)
+    zh = (za + za.conj().T) / 2
+    zp = zh + 2 * n * np.eye(n)
+    zx = x + 1j * y
+    a32, b32, d32, x32 = (m.astype(np.float32) for m in (a, b, d, x))
+    cd32, cx32 = zd.astype(np.complex64), zx.astype(np.complex64)
     return {
         "dMtrxMulH": lambda: a @ b,
         "dMtrxVecMulH": lambda: a @ x,
@@ -39,8 +50,32 @@ def operations(n, rng):
         "dSchurH": lambda: sl.schur(a),
         "dGenEigenVH": lambda: sl.eig(a, d, right=False),
         "dSVDH": lambda: sl.svd(a, full_matrices=False, lapack_driver="gesdd"),
-        # The matrix exponential joins when the library's lands.
         "dMtrxExpH": lambda: sl.expm(a),
+        "sMtrxMulH": lambda: a32 @ b32,
+        "zMtrxMulH": lambda: za @ zb,
+        "zInvMtrxH": lambda: sl.inv(zd),
+        "sLinEqH": lambda: sl.solve(d32, x32),
+        "cLinEqH": lambda: sl.solve(cd32, cx32),
+        "zLinEqH": lambda: sl.solve(zd, zx),
+        "dCondNumberH": lambda: np.linalg.cond(a),
+        "dCondNumberH_1norm": lambda: np.linalg.cond(d, 1),
+        "dRankH": lambda: np.linalg.matrix_rank(a),
+        "dPseudoInvMtrxH": lambda: sl.pinv(d),
+        "dLSEqH": lambda: sl.lstsq(d, x, lapack_driver="gelsd"),
+        "dCholeskyH": lambda: sl.cholesky(p, lower=True),
+        "zCholeskyH": lambda: sl.cholesky(zp, lower=True),
+        "dLUH": lambda: sl.lu(a),
+        "dQRH": lambda: sl.qr(a),
+        "zQRH": lambda: sl.qr(za),
+        "sEigenVH": lambda: sl.eig(a32),
+        "zEigenVH": lambda: sl.eig(za),
+        "zHermEigenVH": lambda: sl.eigh(zh, driver="evr"),
+        "dQZH": lambda: sl.qz(a, d),
+        "zSVDH": lambda: sl.svd(za, full_matrices=False, lapack_driver="gesdd"),
+        "zMtrxExpH": lambda: sl.expm(za),
+        "dMtrxPowH": lambda: np.linalg.matrix_power(a / np.sqrt(n), 7),
+        "dMtrxSqrtH": lambda: sl.sqrtm(d),
+        "dMtrxLnH": lambda: sl.logm(d),
     }
 
 
