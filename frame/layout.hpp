@@ -6,27 +6,65 @@
 #include <cstdint>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "frame/status.hpp"
 #include "frame/traits.hpp"
 
 namespace tarnx {
 
 namespace detail {
+#if defined(__SSE2__)
+// The screens' unordered comparisons (true for NaN) four 16-byte lanes at a
+// time. The compiler leaves such loops scalar for the baseline instruction
+// set, and the scalar screen runs at a third of memory speed.
+template <class R> struct Lanes;
+template <> struct Lanes<double> {
+  using V = __m128d;
+  static constexpr int64_t width = 2;
+  static V load(const double* p) { return _mm_loadu_pd(p); }
+  static V splat(double x) { return _mm_set1_pd(x); }
+  static V outside(V v, V low, V high) { return _mm_or_pd(_mm_cmpngt_pd(v, low), _mm_cmpnlt_pd(v, high)); }
+  static V nan(V v) { return _mm_cmpunord_pd(v, v); }
+  static V either(V a, V b) { return _mm_or_pd(a, b); }
+  static bool any(V v) { return _mm_movemask_pd(v) != 0; }
+};
+template <> struct Lanes<float> {
+  using V = __m128;
+  static constexpr int64_t width = 4;
+  static V load(const float* p) { return _mm_loadu_ps(p); }
+  static V splat(float x) { return _mm_set1_ps(x); }
+  static V outside(V v, V low, V high) { return _mm_or_ps(_mm_cmpngt_ps(v, low), _mm_cmpnlt_ps(v, high)); }
+  static V nan(V v) { return _mm_cmpunord_ps(v, v); }
+  static V either(V a, V b) { return _mm_or_ps(a, b); }
+  static bool any(V v) { return _mm_movemask_ps(v) != 0; }
+};
+#endif
+
 // 1 when `refused` holds for some real part of the n values (both parts of a
-// complex value). Testing a block of parts without an early exit lets the
-// compiler vectorize the scan.
-template <class T, class Refused> int32_t any_part(const T* values, int32_t n, Refused refused) {
+// complex value); `refused_lanes` is the same test on a vector of parts.
+template <class T, class Refused, class RefusedLanes>
+int32_t any_part(const T* values, int32_t n, Refused refused, [[maybe_unused]] RefusedLanes refused_lanes) {
   using R = RealOf<T>;
   if (n < 1) return 0;
   const R* parts = reinterpret_cast<const R*>(values);
   const int64_t count = static_cast<int64_t>(n) * (is_complex_v<T> ? 2 : 1);
-  constexpr int64_t block = 64;
-  for (int64_t start = 0; start < count; start += block) {
-    const int64_t end = start + block < count ? start + block : count;
-    bool any = false;
-    for (int64_t i = start; i < end; ++i) any |= refused(parts[i]);
-    if (any) return 1;
+  int64_t i = 0;
+#if defined(__SSE2__)
+  // One 64-byte step per test, so the early exit costs one branch a line.
+  using L = Lanes<R>;
+  constexpr int64_t w = L::width;
+  for (; i + 4 * w <= count; i += 4 * w) {
+    const auto r = L::either(L::either(refused_lanes(L::load(parts + i)), refused_lanes(L::load(parts + i + w))),
+                             L::either(refused_lanes(L::load(parts + i + 2 * w)),
+                                       refused_lanes(L::load(parts + i + 3 * w))));
+    if (L::any(r)) return 1;
   }
+#endif
+  for (; i < count; ++i)
+    if (refused(parts[i])) return 1;
   return 0;
 }
 }  // namespace detail
@@ -37,14 +75,31 @@ template <class T, class Refused> int32_t any_part(const T* values, int32_t n, R
 // NaN never does.
 template <class T> int32_t HasNonFinite(const T* values, int32_t n) {
   using R = RealOf<T>;
-  return detail::any_part(values, n, [](R v) {
-    return !(v > Traits<R>::screen_low) | !(v < Traits<R>::screen_high);
-  });
+  constexpr R low = Traits<R>::screen_low, high = Traits<R>::screen_high;
+  return detail::any_part(
+      values, n, [](R v) { return !(v > low) || !(v < high); },
+      [](auto v) {
+#if defined(__SSE2__)
+        using L = detail::Lanes<R>;
+        return L::outside(v, L::splat(low), L::splat(high));
+#else
+        return v;
+#endif
+      });
 }
 
 // 1 when some value (either part of a complex value) is NaN.
 template <class T> int32_t HasNaN(const T* values, int32_t n) {
-  return detail::any_part(values, n, [](RealOf<T> v) { return v != v; });
+  using R = RealOf<T>;
+  return detail::any_part(
+      values, n, [](R v) { return v != v; },
+      [](auto v) {
+#if defined(__SSE2__)
+        return detail::Lanes<R>::nan(v);
+#else
+        return v;
+#endif
+      });
 }
 
 namespace detail {

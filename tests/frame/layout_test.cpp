@@ -4,6 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <limits>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -35,6 +40,45 @@ TEST(Screen, Float32AndComplexParts) {
   EXPECT_EQ(HasNonFinite(z.data(), 2), 1);
   EXPECT_EQ(HasNonFinite(z.data(), 1), 0);
   EXPECT_EQ(HasNonFinite(z.data(), 0), 0);
+}
+
+// The screens test whole 64-byte steps at a time and the rest one by one: a
+// refused value must be found in either, at every place, and the bounds must
+// hold the same in both.
+template <class R> class ScreenPositions : public ::testing::Test {};
+using RealTypes = ::testing::Types<float, double>;
+TYPED_TEST_SUITE(ScreenPositions, RealTypes);
+
+TYPED_TEST(ScreenPositions, EveryPlaceOfEveryLength) {
+  using R = TypeParam;
+  using Bits = std::conditional_t<sizeof(R) == 4, uint32_t, uint64_t>;
+  constexpr Bits sign = Bits(1) << (sizeof(R) * 8 - 1);
+  const R largest = std::numeric_limits<R>::max(), nan = std::numeric_limits<R>::quiet_NaN();
+  const R inside = std::bit_cast<R>(Bits(std::bit_cast<Bits>(largest) - 1));
+  const R negative_nan = std::bit_cast<R>(Bits(std::bit_cast<Bits>(nan) | sign));
+  const std::vector<R> refused = {nan, negative_nan, std::numeric_limits<R>::infinity(),
+                                  -std::numeric_limits<R>::infinity(), largest, -largest,
+                                  tarnx::Traits<R>::screen_low};
+  for (int32_t n = 1; n <= 40; ++n)
+    for (int32_t at = 0; at < n; ++at) {
+      const R lowest_inside = std::nextafter(tarnx::Traits<R>::screen_low, R(0));
+      std::vector<R> v(n, inside);
+      v[at] = lowest_inside;
+      ASSERT_EQ(HasNonFinite(v.data(), n), 0) << n << " " << at;
+      for (R bad : refused) {
+        v[at] = bad;
+        ASSERT_EQ(HasNonFinite(v.data(), n), 1) << n << " " << at << " " << bad;
+        ASSERT_EQ(tarnx::HasNaN(v.data(), n), bad != bad ? 1 : 0) << n << " " << at;
+      }
+      // The count is of complex elements: both parts of each are looked at,
+      // nothing past them.
+      std::vector<std::complex<R>> z(n + 1, {inside, lowest_inside});
+      z[n] = {nan, nan};
+      reinterpret_cast<R*>(z.data())[2 * at + 1] = nan;
+      ASSERT_EQ(HasNonFinite(z.data(), n), 1);
+      reinterpret_cast<R*>(z.data())[2 * at + 1] = R(0);
+      ASSERT_EQ(HasNonFinite(z.data(), n), 0);
+    }
 }
 
 TEST(LayoutCopy, TransposesAndRefusesEmptyShapes) {
