@@ -10,27 +10,36 @@ namespace tarnx {
 namespace {
 
 // Splits the core's packed column-major m x n factor `lu` into L (m x k) and
-// U (k x n), row-major, and builds P (m x m) from the zero-based pivots. Every
-// output element is written exactly once.
+// U (k x n), row-major, and builds P (m x m) from the zero-based pivots. The
+// packed factor is read column by column, so it is first turned row-major in
+// one tiled pass, into whichever of L and U has its m x n shape; a pass along
+// the rows then moves the other triangle across and sets the unit diagonal
+// and the zeros.
 template <class T>
 void LUUnpack(const T* lu, int32_t m, int32_t n, T* l, T* u, const int32_t* pivots, int32_t* p,
               int32_t* order) {
   const int32_t k = std::min(m, n);
-  auto at = [&](int32_t i, int32_t j) { return lu[static_cast<std::size_t>(j) * m + i]; };
+  // Column-major m x n is the row-major n x m block, whose column-major copy
+  // is row-major m x n.
+  T* packed = m >= n ? l : u;
+  ToColumnMajor(lu, n, m, packed);
+  for (int32_t i = 0; i < k; ++i) {
+    T* l_row = l + static_cast<std::size_t>(i) * k;
+    T* u_row = u + static_cast<std::size_t>(i) * n;
+    if (m >= n) {
+      std::copy(l_row + i, l_row + n, u_row + i);
+    } else {
+      std::copy(u_row, u_row + i, l_row);
+    }
+    std::fill(u_row, u_row + i, T(0));
+    l_row[i] = T(1);
+    std::fill(l_row + i + 1, l_row + k, T(0));
+  }
+  // Apply the interchanges one at a time and retire row i once it is final:
+  // `order[r]` is the row of A now standing at position r, so row i of P A
+  // is row order[pivots[i]] of A.
   for (int32_t i = 0; i < m; ++i) order[i] = i;
   for (int32_t i = 0; i < m; ++i) {
-    const int32_t c = std::min(i, n);
-    T* l_row = l + static_cast<std::size_t>(i) * k;
-    for (int32_t j = 0; j < c; ++j) l_row[j] = at(i, j);
-    for (int32_t j = c; j < k; ++j) l_row[j] = j == i ? T(1) : T(0);
-    if (i < k) {
-      T* u_row = u + static_cast<std::size_t>(i) * n;
-      std::fill(u_row, u_row + i, T(0));
-      for (int32_t j = i; j < n; ++j) u_row[j] = at(i, j);
-    }
-    // Apply the interchanges one at a time and retire row i once it is
-    // final: `order[r]` is the row of A now standing at position r, so row i
-    // of P A is row order[pivots[i]] of A.
     int32_t* p_row = p + static_cast<std::size_t>(i) * m;
     std::fill(p_row, p_row + m, 0);
     const int32_t r = pivots[i];
