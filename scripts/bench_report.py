@@ -68,6 +68,7 @@ def load_tarnx(path):
     times = defaultdict(dict)  # family -> n -> {side: ns}
     rates = defaultdict(dict)  # family -> n -> {side: bytes/s}
     extra = {}
+    pairs = defaultdict(dict)  # family -> n -> median ratio of paired calls
     # Repeated entries are read from their "min" aggregate, single runs as
     # they are.
     chosen = {}
@@ -84,6 +85,9 @@ def load_tarnx(path):
         parts = [p for p in run.split("/") if ":" not in p]
         run = "/".join(parts)
         ns = b["cpu_time"] * UNIT_NS[b["time_unit"]]
+        if len(parts) == 3 and parts[1] == "pair":
+            pairs[parts[0]][int(parts[2])] = b["ratio"]
+            continue
         if len(parts) != 3 or parts[1] not in ("ours", "raw"):
             extra[run] = (ns, b.get("bytes_per_second"))
             continue
@@ -91,7 +95,7 @@ def load_tarnx(path):
         times[family].setdefault(n, {})[side] = ns
         if "bytes_per_second" in b:
             rates[family].setdefault(n, {})[side] = b["bytes_per_second"]
-    return data["context"], times, rates, extra
+    return data["context"], times, rates, extra, pairs
 
 
 def fmt_time(ns):
@@ -140,7 +144,7 @@ def machine_lines(context, numpy_context):
     ]
 
 
-def write_plots(times, plot_dir):
+def write_plots(times, pairs, plot_dir):
     os.makedirs(plot_dir, exist_ok=True)
     groups = defaultdict(list)
     for family in sorted(times):
@@ -150,7 +154,7 @@ def write_plots(times, plot_dir):
         series = []
         for family in families:
             dat = os.path.join(plot_dir, f"{group}-{family}.dat")
-            rows = [(n, s["ours"] / s["raw"]) for n, s in sorted(times[family].items())
+            rows = [(n, pairs[family].get(n, s["ours"] / s["raw"])) for n, s in sorted(times[family].items())
                     if "ours" in s and "raw" in s]
             with open(dat, "w") as f:
                 for n, r in rows:
@@ -177,7 +181,7 @@ def write_plots(times, plot_dir):
 
 
 def main(tarnx_path, numpy_path, md_path, plot_dir):
-    context, times, rates, extra = load_tarnx(tarnx_path)
+    context, times, rates, extra, pairs = load_tarnx(tarnx_path)
     with open(numpy_path) as f:
         numpy_data = json.load(f)
     scipy_ns = {(r["name"], r["n"]): r["seconds"] * 1e9 for r in numpy_data["results"]}
@@ -198,7 +202,9 @@ def main(tarnx_path, numpy_path, md_path, plot_dir):
             targets.append((f"{family}: overhead at n = 4 <= {OVERHEAD_NS[kind]:.0f} ns",
                             f"{over:.0f} ns", over <= OVERHEAD_NS[kind]))
         if kind == "lapack":
-            large = [(n, s["ours"] / s["raw"]) for n, s in sizes.items()
+            # The paired calls' median ratio where there is one: the separate
+            # runs of each side scatter too much at these sizes to judge 5%.
+            large = [(n, pairs[family].get(n, s["ours"] / s["raw"])) for n, s in sizes.items()
                      if n >= 512 and {"ours", "raw"} <= s.keys()]
             if large:
                 worst = max(large, key=lambda t: t[1])
@@ -238,12 +244,16 @@ def main(tarnx_path, numpy_path, md_path, plot_dir):
     lines += ["", f"{met} of {judged} measured targets met.", ""]
 
     lines += ["## Export against raw core", "",
-              "| family | n | export | raw core | ratio | overhead |", "|---|---|---|---|---|---|"]
+              "Paired: the median ratio of seven calls of each side made in turns (n >= 500).", "",
+              "| family | n | export | raw core | ratio | paired | overhead |",
+              "|---|---|---|---|---|---|---|"]
     for family in sorted(times, key=lambda f: (FAMILIES.get(f, ("z",))[0], f)):
         for n, s in sorted(times[family].items()):
             if {"ours", "raw"} <= s.keys():
+                paired = pairs[family].get(n)
+                paired = f"{paired:.3f}" if paired is not None else ""
                 lines.append(f"| {family} | {n} | {fmt_time(s['ours'])} | {fmt_time(s['raw'])} | "
-                             f"{s['ours'] / s['raw']:.3f} | {fmt_time(s['ours'] - s['raw']) if s['ours'] >= s['raw'] else '-' + fmt_time(s['raw'] - s['ours'])} |")
+                             f"{s['ours'] / s['raw']:.3f} | {paired} | {fmt_time(s['ours'] - s['raw']) if s['ours'] >= s['raw'] else '-' + fmt_time(s['raw'] - s['ours'])} |")
     lines += ["", "## Against NumPy and SciPy", "",
               "| operation | n | export | NumPy/SciPy | export / NumPy |", "|---|---|---|---|---|"]
     for (family, n), theirs in sorted(scipy_ns.items()):
@@ -261,7 +271,7 @@ def main(tarnx_path, numpy_path, md_path, plot_dir):
             lines.append(f"| {k} | {fmt_time(ns)} | {bandwidth} |")
 
     lines += ["", "## Ratio plots", ""]
-    for group, path in write_plots(times, plot_dir):
+    for group, path in write_plots(times, pairs, plot_dir):
         rel = os.path.relpath(path, os.path.dirname(os.path.abspath(md_path)))
         lines.append(f"![{group}]({rel})")
     notes = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "bench", "notes.md")
