@@ -16,6 +16,7 @@
 #include "bench/harness.hpp"
 #include "bench/raw_core.hpp"
 #include "matfun/binary_power.hpp"
+#include "matfun/log_pade.hpp"
 #include "matfun/pade.hpp"
 #include "matfun/triangular_sqrt.hpp"
 
@@ -1273,29 +1274,6 @@ template <class T, auto Export> struct MatrixSquareRoot : Work {
   int64_t extra_resizes() const override { return 2; }
 };
 
-// Nodes on [0, 1] and weights of the m-point Gauss-Legendre rule, by Newton's
-// method on the Legendre polynomial.
-void gauss_legendre(int m, long double* nodes, long double* weights) {
-  for (int i = 0; i < m; ++i) {
-    long double x = std::cos(3.14159265358979323846264338327950288L * (i + 0.75L) / (m + 0.5L));
-    long double slope = 1;
-    for (int iteration = 0; iteration < 100; ++iteration) {
-      long double previous = 1, current = x;
-      for (int k = 2; k <= m; ++k) {
-        const long double next = ((2 * k - 1) * x * current - (k - 1) * previous) / k;
-        previous = current;
-        current = next;
-      }
-      slope = m * (x * current - previous) / (x * x - 1);
-      const long double step = current / slope;
-      x -= step;
-      if (std::abs(step) <= 1e-19L) break;
-    }
-    nodes[i] = (1 - x) / 2;
-    weights[i] = 1 / ((1 - x * x) * slope * slope);
-  }
-}
-
 // The principal logarithm by inverse scaling and squaring: triangular roots
 // of T until ||T - I||_1 <= 1/4, the [m/m] Pade approximant of log(I + M) as
 // m shifted triangular solves (trtrs) summed with axpy, 2^s by scal, the
@@ -1305,7 +1283,6 @@ void gauss_legendre(int m, long double* nodes, long double* weights) {
 template <class T, auto Export> struct MatrixLogarithm : Work {
   using C = ComplexOf<T>;
   using R = RealOf<T>;
-  static constexpr int kMaxDegree = 16;
   int32_t n;
   ZwArrayHandle a, x, scale_factors, workspace, balance_ws, schur1, schur2;
   std::vector<T> av;
@@ -1331,25 +1308,6 @@ template <class T, auto Export> struct MatrixLogarithm : Work {
   int32_t ours() override {
     return Export(a, x, scale_factors, workspace, balance_ws, schur1, schur2);
   }
-  double distance_to_identity(const C* t) const {
-    double largest = 0;
-    for (int32_t j = 0; j < n; ++j) {
-      double column = std::abs(t[static_cast<size_t>(j) * n + j] - C(1));
-      for (int32_t i = 0; i < j; ++i) column += std::abs(t[static_cast<size_t>(i) * n + j]);
-      largest = std::max(largest, column);
-    }
-    return largest;
-  }
-  static int degree_for(double rho, long double* nodes, long double* weights) {
-    const long double target = 0.5L * std::numeric_limits<R>::epsilon() * std::max(rho, 1e-3);
-    const long double exact = std::log1p(-static_cast<long double>(rho));
-    for (int m = 1;; ++m) {
-      gauss_legendre(m, nodes, weights);
-      long double sum = 0;
-      for (int j = 0; j < m; ++j) sum += weights[j] * -rho / (1 - nodes[j] * rho);
-      if (m == kMaxDegree || std::abs(sum - exact) <= target) return m;
-    }
-  }
   void raw() override {
     frame.enter(start);
     const size_t nn = sq(n);
@@ -1357,14 +1315,14 @@ template <class T, auto Export> struct MatrixLogarithm : Work {
     C* other = spare.data();
     for (int32_t j = 0; j < n; ++j) diagonal[j] = t[static_cast<size_t>(j) * n + j];
     int roots = 0;
-    double rho = distance_to_identity(t);
+    double rho = tarnx::distance_to_identity(t, n);
     for (; rho > 0.25 && roots < 64; ++roots) {
       tarnx::triangularSquareRoot<R, RawProduct<R>>(t, n, other);
       std::swap(t, other);
-      rho = distance_to_identity(t);
+      rho = tarnx::distance_to_identity(t, n);
     }
-    long double nodes[kMaxDegree], weights[kMaxDegree];
-    const int degree = degree_for(rho, nodes, weights);
+    long double nodes[tarnx::kMaxDegree], weights[tarnx::kMaxDegree];
+    const int degree = tarnx::pade_degree<R>(rho, nodes, weights);
     for (int32_t j = 0; j < n; ++j) t[static_cast<size_t>(j) * n + j] -= C(1);
     std::fill(log_t.begin(), log_t.end(), C(0));
     for (int k = 0; k < degree; ++k) {
