@@ -62,7 +62,10 @@ def count(bench, family):
         run = subprocess.run(
             ["valgrind", "--tool=callgrind", f"--callgrind-out-file={out}", bench,
              f"--benchmark_filter=^{family}/(ours|raw)/4/", "--benchmark_min_time=0.1"],
-            capture_output=True, text=True, check=True)
+            capture_output=True, text=True, check=True,
+            # As in the timed runs: one core thread, and the host stand-in
+            # without the tests' poisoning of regrown bytes.
+            env=dict(os.environ, OPENBLAS_NUM_THREADS="1", ZWRT_POISON="0"))
         # Every repetition makes one call before its timed loop.
         calls = {"ours": 0, "raw": 0}
         for line in run.stdout.splitlines():
