@@ -132,7 +132,7 @@ def machine_lines(context, numpy_context):
     return [
         f"- Machine: {cpu}, {context.get('num_cpus', '?')} cores, {platform.system()} "
         f"{platform.release()}; load average {os.getloadavg()[2]:.1f} over the run's last 15 minutes "
-        "(1.0 is one busy core besides the run); see \"Reading these numbers\" at the end.",
+        "(the run itself keeps one core busy); see \"Reading these numbers\" at the end.",
         f"- Core: Debian's OpenBLAS {openblas} ({context.get('openblas', 'config unknown')}) "
         "behind tarnx_core_140000.so, one thread (OPENBLAS_NUM_THREADS=1) on both sides.",
         f"- NumPy {numpy_context.get('numpy', '?')}, SciPy {numpy_context.get('scipy', '?')} "
