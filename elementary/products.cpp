@@ -8,10 +8,6 @@
 namespace tarnx {
 namespace {
 
-constexpr int kRowMajor = 101;
-constexpr int kNoTrans = 111;
-constexpr int kTrans = 112;
-
 template <class T> void fill_nan(T* data, int64_t count) {
   for (int64_t i = 0; i < count; ++i) data[i] = failure_nan<T>();
 }

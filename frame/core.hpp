@@ -69,6 +69,10 @@ template <class T> struct Core {
 #undef TARNX_CORE
 };
 
+// The CBLAS enumeration values the core's products take.
+constexpr int kRowMajor = 101;
+constexpr int kNoTrans = 111, kTrans = 112, kConjTrans = 113;
+
 // BLAS scalars: real ones by value, complex ones by address.
 template <class T> inline auto blas_scalar(const T& v) {
   if constexpr (is_complex_v<T>) return &v;

@@ -12,9 +12,6 @@
 namespace tarnx {
 namespace {
 
-constexpr int kRowMajor = 101;
-constexpr int kNoTrans = 111;
-
 // Nonzero as the shortcut sees it: a NaN compares false and so does not
 // stop a matrix from counting as diagonal.
 template <class T> bool nonzero(T v) {

@@ -12,9 +12,6 @@
 namespace tarnx {
 namespace {
 
-constexpr int kRowMajor = 101;
-constexpr int kNoTrans = 111;
-
 template <class T> void setIdentity(int32_t n, T* a) {
   const std::size_t nn = static_cast<std::size_t>(n) * n;
   for (std::size_t i = 0; i < nn; ++i) a[i] = T(0);

@@ -43,11 +43,10 @@ template <class C> struct SchurFrame {
   // out = D Q f Q^H D^-1, with `temp` holding Q f on the way; `out` may be
   // `f` but neither may be `temp`.
   int32_t leave(const C* f, C* temp, C* out, int32_t n, Handle balance_workspace) const {
-    constexpr int kRowMajorOrder = 101, kPlain = 111, kConjugateTranspose = 113;
     const C one(1), zero(0);
-    Core<C>::gemm(kRowMajorOrder, kPlain, kPlain, n, n, n, blas_scalar(one), q, n, f, n,
+    Core<C>::gemm(kRowMajor, kNoTrans, kNoTrans, n, n, n, blas_scalar(one), q, n, f, n,
                   blas_scalar(zero), temp, n);
-    Core<C>::gemm(kRowMajorOrder, kPlain, kConjugateTranspose, n, n, n, blas_scalar(one), temp, n, q,
+    Core<C>::gemm(kRowMajor, kNoTrans, kConjTrans, n, n, n, blas_scalar(one), temp, n, q,
                   n, blas_scalar(zero), out, n);
     return unbalanceMatrix(out, n, scale, range, balance_workspace);
   }

@@ -38,8 +38,6 @@ template <class R> std::complex<R> principalSquareRoot(std::complex<R> v) {
 namespace triangular_sqrt {
 
 constexpr int32_t kLeaf = 32;  // blocks of at most this order use the element recurrence
-constexpr int kRowMajor = 101;
-constexpr int kNoTrans = 111;
 
 // s / d, or 0 when both are within rounding of zero (two equal zero
 // eigenvalues: any value would do, 0 keeps the root finite). A small d

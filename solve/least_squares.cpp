@@ -18,10 +18,6 @@ namespace tarnx {
 
 namespace {
 
-constexpr int kRowMajor = 101;
-constexpr int kNoTrans = 111;
-constexpr int kTrans = 112;
-constexpr int kConjTrans = 113;
 constexpr int32_t kMaxCount = std::numeric_limits<int32_t>::max();
 
 // A tolerance not above 0 stands for the machine epsilon.

@@ -13,13 +13,6 @@
 
 namespace tarnx {
 
-namespace {
-constexpr int kRowMajor = 101;
-constexpr int kNoTrans = 111;
-constexpr int kTrans = 112;
-constexpr int kConjTrans = 113;
-}  // namespace
-
 template <class T>
 int32_t PseudoInverseKernel(T* a, int32_t m, int32_t n, RealOf<T> tolerance, T* out,
                             Handle singular_values, Handle factors, Handle work, Handle real_work,
