@@ -645,7 +645,7 @@ struct Schur : Work {
   explicit Schur(int32_t n_)
       : n(n_),
         av(general_matrix(n, 23)),
-        raw_a(transposed(av, n, n)),
+        raw_a(transposed_of(av, n, n)),
         copy_(sq(n)),
         wr(n),
         wi(n),

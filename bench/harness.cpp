@@ -60,9 +60,7 @@ std::vector<double> random_values(std::size_t count, uint64_t seed) {
   return v;
 }
 
-std::vector<double> general_matrix(int32_t n, uint64_t seed) {
-  return random_values(static_cast<std::size_t>(n) * static_cast<std::size_t>(n), seed);
-}
+std::vector<double> general_matrix(int32_t n, uint64_t seed) { return general_of<double>(n, seed); }
 
 std::vector<double> dominant_matrix(int32_t n, uint64_t seed) {
   std::vector<double> a = general_matrix(n, seed);
@@ -71,19 +69,7 @@ std::vector<double> dominant_matrix(int32_t n, uint64_t seed) {
 }
 
 std::vector<double> symmetric_matrix(int32_t n, uint64_t seed) {
-  std::vector<double> a = general_matrix(n, seed);
-  for (int32_t i = 0; i < n; ++i)
-    for (int32_t j = 0; j < i; ++j)
-      a[static_cast<std::size_t>(j) * n + i] = a[static_cast<std::size_t>(i) * n + j];
-  return a;
-}
-
-std::vector<double> transposed(const std::vector<double>& a, int32_t rows, int32_t cols) {
-  std::vector<double> t(a.size());
-  for (int32_t i = 0; i < rows; ++i)
-    for (int32_t j = 0; j < cols; ++j)
-      t[static_cast<std::size_t>(j) * rows + i] = a[static_cast<std::size_t>(i) * cols + j];
-  return t;
+  return hermitian_of<double>(n, seed, 0.0);
 }
 
 template <class T> std::vector<T> typed_values(std::size_t count, uint64_t seed) {

@@ -93,7 +93,6 @@ std::vector<double> random_values(std::size_t count, uint64_t seed);
 std::vector<double> general_matrix(int32_t n, uint64_t seed);
 std::vector<double> dominant_matrix(int32_t n, uint64_t seed);  // well conditioned
 std::vector<double> symmetric_matrix(int32_t n, uint64_t seed);
-std::vector<double> transposed(const std::vector<double>& a, int32_t rows, int32_t cols);
 
 // The same in any element type: a complex matrix takes its imaginary parts
 // from a second seed, a float one rounds the float64 values.
