@@ -42,6 +42,14 @@ def _label(n, ill, t):
     return f"{n}x{n}" + (f" cond {ill_cond(t):g}" if ill else "")
 
 
+def _residual(c, a, x, b, e):
+    """The normwise backward error, which does not grow with the condition."""
+    a, x, b = wide(a), wide(x), wide(b)
+    n = a.shape[0]
+    c.close("residual", a @ x - b, np.zeros_like(b), 20 * n * e,
+            scale=np.linalg.norm(a, 2) * fro(x) + fro(b))
+
+
 def determinant(run):
     for t in "sdcz":
         e = eps(t)
@@ -85,6 +93,7 @@ def inverse(run):
                         c.exact("other triangle as given", got[~mask], wide(a)[~mask])
                     else:
                         c.close("inverse", got, inv, tol)
+                        _residual(c, used, got, np.eye(n), e)
                         if kind == POSDEF:
                             c.exact("exactly Hermitian", got, got.conj().T)
 
@@ -101,12 +110,14 @@ def linear_systems(run):
                     r = run.call(f"{t}LinEqH", A=a, B=b, matrixType=kind)
                     c.status(r)
                     c.close("x", r["X"], np.linalg.solve(used, wide(b)), tol)
+                    _residual(c, used, r["X"], b, e)
                 for k in (1, 3):
                     bs = run.rand(t, n, k)
                     with run.case(f"{t}LinEqSetH", f"{_label(n, ill, t)} k={k} matrixType={kind}") as c:
                         r = run.call(f"{t}LinEqSetH", A=a, B=bs, matrixType=kind)
                         c.status(r)
                         c.close("X", r["X"], np.linalg.solve(used, wide(bs)), tol)
+                        _residual(c, used, r["X"], bs, e)
 
 
 def condition_number(run):
@@ -207,6 +218,11 @@ def least_squares(run):
                         r = run.call(name, A=a, B=b, tolerance=tol)
                         c.status(r, want_status)
                         c.close("x", r["X"], x, 20 * max(m, n) * e * (kappa + kappa ** 2 * rho))
+                        if rank == min(m, n):
+                            # the normal equations hold whatever the conditioning
+                            xr = wide(r["X"])
+                            c.close("A^H (b - A x) = 0", aw.conj().T @ (bw - aw @ xr), np.zeros_like(xr),
+                                    20 * max(m, n) * e, scale=s[0] * (s[0] * fro(xr) + fro(bw)))
 
 
 FAMILIES = [determinant, inverse, linear_systems, condition_number, rank, pseudo_inverse, least_squares]
