@@ -8,8 +8,8 @@ import warnings
 import numpy as np
 import scipy.linalg as sl
 
-from framework import (COMPLEX, REAL, TYPES, check_eigenvalues, check_unitary, cond2, eigen_conditions,
-                       eps, fro, is_complex, wide)
+from framework import (TYPES, check_eigenvalues, check_unitary, cond2, eigen_conditions, eps, fro, is_complex,
+                       per_type, wide)
 
 
 def ill_cond(t):
@@ -198,65 +198,61 @@ SORT_KEYS = {1: (lambda w: w.real, 1), 2: (lambda w: w.real, -1), 3: (lambda w: 
 
 
 def schur(run):
-    for t in "sdcz":
-        e = eps(t)
+    for t, e, label, a in per_type(run, square_inputs):
         real = not is_complex(t)
-        for label, a in square_inputs(run, t):
-            n = a.shape[0]
-            aw = wide(a)
-            ref, kappa = eigen_conditions(aw)
-            for vectors in (0, 1):
-                for order in range(5):
-                    with run.case(f"{t}SchurH", f"{label} computeVectors={vectors} sortOrder={order}") as c:
-                        r = run.call(f"{t}SchurH", A=a, computeVectors=vectors, sortOrder=order)
-                        c.status(r)
-                        T, Z, w = wide(r["A"]), wide(r["Z"]), np.asarray(r["eigenvalues"], np.complex128)
-                        c.shape("T", T, (n, n))
-                        _quasi_triangular(c, "T", T, real)
-                        c.close("eigenvalues from T's blocks", w, _block_eigenvalues(T, real), 10 * e,
-                                scale=fro(T))
-                        check_eigenvalues(c, "eigenvalues", w, ref, kappa, 20 * n * e)
-                        c.close("||T|| = ||A||", fro(T), fro(aw), 20 * n * e)
-                        if order:
-                            key, sign = SORT_KEYS[order]
-                            steps = sign * np.diff(key(w))
-                            c.true(f"sorted by order {order}", np.all(steps >= -20 * n * e * fro(aw)))
-                        if vectors:
-                            c.shape("Z", Z, (n, n))
-                            check_unitary(c, "Z", Z, 20 * n * e)
-                            c.close("A = Z T Z^H", Z @ T @ Z.conj().T, aw, 20 * n * e)
-                        else:
-                            c.shape("Z", Z, (0, 0))
+        n = a.shape[0]
+        aw = wide(a)
+        ref, kappa = eigen_conditions(aw)
+        for vectors in (0, 1):
+            for order in range(5):
+                with run.case(f"{t}SchurH", f"{label} computeVectors={vectors} sortOrder={order}") as c:
+                    r = run.call(f"{t}SchurH", A=a, computeVectors=vectors, sortOrder=order)
+                    c.status(r)
+                    T, Z, w = wide(r["A"]), wide(r["Z"]), np.asarray(r["eigenvalues"], np.complex128)
+                    c.shape("T", T, (n, n))
+                    _quasi_triangular(c, "T", T, real)
+                    c.close("eigenvalues from T's blocks", w, _block_eigenvalues(T, real), 10 * e,
+                            scale=fro(T))
+                    check_eigenvalues(c, "eigenvalues", w, ref, kappa, 20 * n * e)
+                    c.close("||T|| = ||A||", fro(T), fro(aw), 20 * n * e)
+                    if order:
+                        key, sign = SORT_KEYS[order]
+                        steps = sign * np.diff(key(w))
+                        c.true(f"sorted by order {order}", np.all(steps >= -20 * n * e * fro(aw)))
+                    if vectors:
+                        c.shape("Z", Z, (n, n))
+                        check_unitary(c, "Z", Z, 20 * n * e)
+                        c.close("A = Z T Z^H", Z @ T @ Z.conj().T, aw, 20 * n * e)
+                    else:
+                        c.shape("Z", Z, (0, 0))
 
 
 def eigen(run):
-    for t in "sdcz":
-        e = eps(t)
+    for t, e, label, a in per_type(run, square_inputs):
         real = not is_complex(t)
-        for label, a in square_inputs(run, t):
-            n = a.shape[0]
-            aw = wide(a)
-            ref, kappa = eigen_conditions(aw)
-            for option in (0, 1):
-                with run.case(f"{t}EigenVH", f"{label} option={option}") as c:
-                    r = run.call(f"{t}EigenVH", A=a, option=option)
-                    c.status(r)
-                    w, V = np.asarray(r["eigenvalues"], np.complex128), wide(r["eigenvectors"])
-                    check_eigenvalues(c, "eigenvalues", w, ref, kappa, 20 * n * e)
-                    if real:
-                        pos = np.where(w.imag > 0)[0]
-                        c.true("conjugate pairs adjacent, positive first",
-                               all(i + 1 < n and w[i + 1] == np.conj(w[i]) for i in pos))
-                    if option == 0:
-                        c.shape("eigenvectors", V, (0, 0))
-                        continue
-                    c.shape("eigenvectors", V, (n, n))
-                    c.close("unit columns", np.linalg.norm(V, axis=0), np.ones(n), 20 * n * e)
-                    c.close("A V = V diag(w)", aw @ V, V * w, 20 * n * e, scale=fro(aw))
-                    if real:
-                        for i in np.where(w.imag > 0)[0]:
-                            if i + 1 < n:
-                                c.exact(f"pair {i} vectors conjugate", V[:, i + 1], np.conj(V[:, i]))
+        n = a.shape[0]
+        aw = wide(a)
+        ref, kappa = eigen_conditions(aw)
+        for option in (0, 1):
+            with run.case(f"{t}EigenVH", f"{label} option={option}") as c:
+                r = run.call(f"{t}EigenVH", A=a, option=option)
+                c.status(r)
+                w, V = np.asarray(r["eigenvalues"], np.complex128), wide(r["eigenvectors"])
+                check_eigenvalues(c, "eigenvalues", w, ref, kappa, 20 * n * e)
+                if real:
+                    pos = np.where(w.imag > 0)[0]
+                    c.true("conjugate pairs adjacent, positive first",
+                           all(i + 1 < n and w[i + 1] == np.conj(w[i]) for i in pos))
+                if option == 0:
+                    c.shape("eigenvectors", V, (0, 0))
+                    continue
+                c.shape("eigenvectors", V, (n, n))
+                c.close("unit columns", np.linalg.norm(V, axis=0), np.ones(n), 20 * n * e)
+                c.close("A V = V diag(w)", aw @ V, V * w, 20 * n * e, scale=fro(aw))
+                if real:
+                    for i in np.where(w.imag > 0)[0]:
+                        if i + 1 < n:
+                            c.exact(f"pair {i} vectors conjugate", V[:, i + 1], np.conj(V[:, i]))
 
 
 def sym_eigen(run):
@@ -283,67 +279,63 @@ def sym_eigen(run):
 
 
 def _pencils(run, t):
-    out = [(f"{n}x{n}", run.rand(t, n, n), run.rand(t, n, n) + 3 * np.eye(n, dtype=TYPES[t]))
+    out = [(f"{n}x{n}", (run.rand(t, n, n), run.rand(t, n, n) + 3 * np.eye(n, dtype=TYPES[t])))
            for n in (1, 4, 40)]
-    out.append((f"6x6 B cond {ill_cond(t):g}", run.rand(t, 6, 6), run.conditioned(t, 6, ill_cond(t))))
+    out.append((f"6x6 B cond {ill_cond(t):g}", (run.rand(t, 6, 6), run.conditioned(t, 6, ill_cond(t)))))
     return out
 
 
 def gen_eigen(run):
-    for t in "sdcz":
-        e = eps(t)
-        for label, a, b in _pencils(run, t):
-            n = a.shape[0]
-            aw, bw = wide(a), wide(b)
-            ref, kappa = eigen_conditions(aw, bw)
-            for option in (0, 1):
-                with run.case(f"{t}GenEigenVH", f"{label} option={option}") as c:
-                    r = run.call(f"{t}GenEigenVH", A=a, B=b, option=option)
-                    c.status(r)
-                    w, V = np.asarray(r["eigenvalues"], np.complex128), wide(r["eigenvectors"])
-                    check_eigenvalues(c, "eigenvalues", w, ref, kappa, 20 * n * e)
-                    if option == 0:
-                        c.shape("eigenvectors", V, (0, 0))
-                        continue
-                    c.shape("eigenvectors", V, (n, n))
-                    res = np.linalg.norm(aw @ V - (bw @ V) * w, axis=0)
-                    bound = 20 * n * e * (np.linalg.norm(aw, 2) + np.abs(w) * np.linalg.norm(bw, 2)) \
-                        * np.linalg.norm(V, axis=0)
-                    c.true("A v = w B v", np.all(res <= bound), f"worst {np.max(res / bound):.3g} of the bound")
+    for t, e, label, (a, b) in per_type(run, _pencils):
+        n = a.shape[0]
+        aw, bw = wide(a), wide(b)
+        ref, kappa = eigen_conditions(aw, bw)
+        for option in (0, 1):
+            with run.case(f"{t}GenEigenVH", f"{label} option={option}") as c:
+                r = run.call(f"{t}GenEigenVH", A=a, B=b, option=option)
+                c.status(r)
+                w, V = np.asarray(r["eigenvalues"], np.complex128), wide(r["eigenvectors"])
+                check_eigenvalues(c, "eigenvalues", w, ref, kappa, 20 * n * e)
+                if option == 0:
+                    c.shape("eigenvectors", V, (0, 0))
+                    continue
+                c.shape("eigenvectors", V, (n, n))
+                res = np.linalg.norm(aw @ V - (bw @ V) * w, axis=0)
+                bound = 20 * n * e * (np.linalg.norm(aw, 2) + np.abs(w) * np.linalg.norm(bw, 2)) \
+                    * np.linalg.norm(V, axis=0)
+                c.true("A v = w B v", np.all(res <= bound), f"worst {np.max(res / bound):.3g} of the bound")
 
 
 def qz(run):
-    for t in "sdcz":
-        e = eps(t)
+    for t, e, label, (a, b) in per_type(run, _pencils):
         real = not is_complex(t)
-        for label, a, b in _pencils(run, t):
-            n = a.shape[0]
-            aw, bw = wide(a), wide(b)
-            ref, kappa = eigen_conditions(aw, bw)
-            for vectors in (0, 1):
-                with run.case(f"{t}QZH", f"{label} computeVectors={vectors}") as c:
-                    r = run.call(f"{t}QZH", A=a, B=b, computeVectors=vectors)
-                    c.status(r)
-                    S, T = wide(r["A"]), wide(r["B"])
-                    Q, Z = wide(r["Q"]), wide(r["Z"])
-                    w = np.asarray(r["eigenvalues"], np.complex128)
-                    c.shape("S", S, (n, n))
-                    c.shape("T", T, (n, n))
-                    _quasi_triangular(c, "S", S, real)
-                    c.exact("T upper triangular", np.tril(T, -1), np.zeros_like(T))
-                    d = np.diag(T)
-                    c.true("T's diagonal real, non-negative", np.all(d.imag == 0) and np.all(d.real >= 0))
-                    check_eigenvalues(c, "eigenvalues", w, ref, kappa, 20 * n * e)
-                    c.close("||S|| = ||A||", fro(S), fro(aw), 20 * n * e)
-                    c.close("||T|| = ||B||", fro(T), fro(bw), 20 * n * e)
-                    if not vectors:
-                        c.shape("Q", Q, (0, 0))
-                        c.shape("Z", Z, (0, 0))
-                        continue
-                    check_unitary(c, "Q", Q, 20 * n * e)
-                    check_unitary(c, "Z", Z, 20 * n * e)
-                    c.close("A = Q S Z^H", Q @ S @ Z.conj().T, aw, 20 * n * e)
-                    c.close("B = Q T Z^H", Q @ T @ Z.conj().T, bw, 20 * n * e)
+        n = a.shape[0]
+        aw, bw = wide(a), wide(b)
+        ref, kappa = eigen_conditions(aw, bw)
+        for vectors in (0, 1):
+            with run.case(f"{t}QZH", f"{label} computeVectors={vectors}") as c:
+                r = run.call(f"{t}QZH", A=a, B=b, computeVectors=vectors)
+                c.status(r)
+                S, T = wide(r["A"]), wide(r["B"])
+                Q, Z = wide(r["Q"]), wide(r["Z"])
+                w = np.asarray(r["eigenvalues"], np.complex128)
+                c.shape("S", S, (n, n))
+                c.shape("T", T, (n, n))
+                _quasi_triangular(c, "S", S, real)
+                c.exact("T upper triangular", np.tril(T, -1), np.zeros_like(T))
+                d = np.diag(T)
+                c.true("T's diagonal real, non-negative", np.all(d.imag == 0) and np.all(d.real >= 0))
+                check_eigenvalues(c, "eigenvalues", w, ref, kappa, 20 * n * e)
+                c.close("||S|| = ||A||", fro(S), fro(aw), 20 * n * e)
+                c.close("||T|| = ||B||", fro(T), fro(bw), 20 * n * e)
+                if not vectors:
+                    c.shape("Q", Q, (0, 0))
+                    c.shape("Z", Z, (0, 0))
+                    continue
+                check_unitary(c, "Q", Q, 20 * n * e)
+                check_unitary(c, "Z", Z, 20 * n * e)
+                c.close("A = Q S Z^H", Q @ S @ Z.conj().T, aw, 20 * n * e)
+                c.close("B = Q T Z^H", Q @ T @ Z.conj().T, bw, 20 * n * e)
 
 
 FAMILIES = [cholesky, lu, qr, svd, schur, eigen, sym_eigen, gen_eigen, qz]

@@ -3,7 +3,7 @@ import numpy as np
 import scipy.linalg as sl
 from scipy.optimize import linprog
 
-from framework import COMPLEX, TYPES, cond2, eps, fro, wide
+from framework import COMPLEX, TYPES, cond2, eps, fro, per_type, wide
 
 
 def _inputs(run, t):
@@ -19,44 +19,40 @@ def _inputs(run, t):
 
 
 def exponential(run):
-    for t in "sdcz":
-        e = eps(t)
-        for label, a in _inputs(run, t):
-            n = a.shape[0]
-            aw = wide(a)
-            want = sl.expm(aw)
-            # the relative condition of exp at A is at most ||A|| e^(||A|| - ...);
-            # ||A|| n ε covers the scaling and squaring of these inputs
-            tol = 20 * n * e * max(1.0, np.linalg.norm(aw, 2))
-            if t in "dz":
-                # the double-precision Padé degree is chosen for a relative
-                # 1e-8, the accuracy the exponential promises (1.3e-9 seen)
-                tol = max(tol, 1e-8)
-            with run.case(f"{t}MtrxExpH", label) as c:
-                r = run.call(f"{t}MtrxExpH", A=a)
-                c.status(r)
-                c.close("exp(A)", r["A"], want, tol)
+    for t, e, label, a in per_type(run, _inputs):
+        n = a.shape[0]
+        aw = wide(a)
+        want = sl.expm(aw)
+        # the relative condition of exp at A is at most ||A|| e^(||A|| - ...);
+        # ||A|| n ε covers the scaling and squaring of these inputs
+        tol = 20 * n * e * max(1.0, np.linalg.norm(aw, 2))
+        if t in "dz":
+            # the double-precision Padé degree is chosen for a relative
+            # 1e-8, the accuracy the exponential promises (1.3e-9 seen)
+            tol = max(tol, 1e-8)
+        with run.case(f"{t}MtrxExpH", label) as c:
+            r = run.call(f"{t}MtrxExpH", A=a)
+            c.status(r)
+            c.close("exp(A)", r["A"], want, tol)
 
 
 def square_root(run):
-    for t in "sdcz":
-        e = eps(t)
-        for label, a in _inputs(run, t):
-            n = a.shape[0]
-            aw = wide(a)
-            if "diagonal" in label:
-                aw = aw + 0j
-            want = sl.sqrtm(aw.astype(np.complex128))
-            with run.case(f"{t}MtrxSqrtH", label) as c:
-                r = run.call(f"{t}MtrxSqrtH", A=a)
-                c.status(r)
-                x = wide(r["X"])
-                c.true("complex of the precision", r["X"].dtype == COMPLEX[t])
-                # the residual is convention-free; the comparison with the
-                # principal root scales with how far X's norm squared exceeds A's
-                alpha = fro(want) ** 2 / max(fro(aw), 1e-300)
-                c.close("X^2 = A", x @ x, aw, 20 * n * e * alpha)
-                c.close("principal root", x, want, 20 * n * e * alpha * max(1.0, cond2(want)))
+    for t, e, label, a in per_type(run, _inputs):
+        n = a.shape[0]
+        aw = wide(a)
+        if "diagonal" in label:
+            aw = aw + 0j
+        want = sl.sqrtm(aw.astype(np.complex128))
+        with run.case(f"{t}MtrxSqrtH", label) as c:
+            r = run.call(f"{t}MtrxSqrtH", A=a)
+            c.status(r)
+            x = wide(r["X"])
+            c.true("complex of the precision", r["X"].dtype == COMPLEX[t])
+            # the residual is convention-free; the comparison with the
+            # principal root scales with how far X's norm squared exceeds A's
+            alpha = fro(want) ** 2 / max(fro(aw), 1e-300)
+            c.close("X^2 = A", x @ x, aw, 20 * n * e * alpha)
+            c.close("principal root", x, want, 20 * n * e * alpha * max(1.0, cond2(want)))
 
 
 def logarithm(run):

@@ -159,6 +159,14 @@ class Run:
         return a.astype(TYPES[t])
 
 
+def per_type(run, inputs):
+    """(type letter, its ε, label, input) over the four element types and the
+    labelled inputs that `inputs(run, t)` makes for each."""
+    for t in "sdcz":
+        for label, a in inputs(run, t):
+            yield t, eps(t), label, a
+
+
 def cond2(a):
     s = np.linalg.svd(wide(a), compute_uv=False)
     return float(s[0] / s[-1]) if s[-1] > 0 else np.inf
