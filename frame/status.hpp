@@ -1,39 +1,29 @@
 #pragma once
+// The status codes every export returns, named once in status_codes.def.
 #include <cstdint>
 
 namespace tarnx {
 
-// One vocabulary shared with the host's analysis functions: the host shows
-// its own text for each code, so the values never change.
 enum Status : int32_t {
-  Ok = 0,
-  WarnRankDeficient = 20001,
-  WarnSingularFactor = 20003,
-  WarnNearlySingularRoot = 20006,
-  OutOfMemory = -20001,
-  SizeMismatch = -20002,
-  EmptyInput = -20003,
-  NegativeSize = -20004,
-  TooFewPoints = -20006,
-  OffsetOutOfRange = -20017,
-  InnerDimensionMismatch = -20039,
-  NotSquare = -20040,
-  Singular = -20041,
-  FitNotFormed = -20055,
-  LeadingDimensionTooSmall = -20058,
-  NegativeMN = -20059,
-  SelectorOutOfRange = -20061,
-  NoConvergence = -20062,
-  NotFinite = -20068,
-  GeneralizedSizeMismatch = -20070,
-  NotPositiveDefinite = -20071,
-  ReorderFailed = -20073,
-  ReorderFailedAfterSort = -20074,
-  NormOrderNaN = -20104,
-  ZeroIncrement = -20141,
-  InternalError = -20999,
+#define TARNX_STATUS(name, code, meaning) name = code,
+#include "frame/status_codes.def"
+#undef TARNX_STATUS
 };
 
 inline bool failed(int32_t status) { return status < 0; }
+
+// A short meaning of a code for people reading a terminal, null for a value
+// that is no status of the library's.
+constexpr const char* status_meaning(int32_t status) {
+  switch (status) {
+#define TARNX_STATUS(name, code, meaning) \
+  case code: return meaning;
+#include "frame/status_codes.def"
+#undef TARNX_STATUS
+    default: return nullptr;
+  }
+}
+
+constexpr bool is_known_status(int32_t status) { return status_meaning(status) != nullptr; }
 
 }  // namespace tarnx

@@ -37,24 +37,6 @@ using tarnx::arg::Role;
 using tarnx::arg::Shape;
 using test::Host;
 
-// Every code a call may return. A new code in the library has to be added
-// here too, or the fuzzer reports it.
-constexpr tarnx::Status kStatuses[] = {
-    tarnx::Ok, tarnx::WarnRankDeficient, tarnx::WarnSingularFactor, tarnx::WarnNearlySingularRoot,
-    tarnx::OutOfMemory, tarnx::SizeMismatch, tarnx::EmptyInput, tarnx::NegativeSize,
-    tarnx::TooFewPoints, tarnx::OffsetOutOfRange, tarnx::InnerDimensionMismatch, tarnx::NotSquare,
-    tarnx::Singular, tarnx::FitNotFormed, tarnx::LeadingDimensionTooSmall, tarnx::NegativeMN,
-    tarnx::SelectorOutOfRange, tarnx::NoConvergence, tarnx::NotFinite, tarnx::GeneralizedSizeMismatch,
-    tarnx::NotPositiveDefinite, tarnx::ReorderFailed, tarnx::ReorderFailedAfterSort,
-    tarnx::NormOrderNaN, tarnx::ZeroIncrement, tarnx::InternalError,
-};
-
-bool known(int32_t status) {
-  for (tarnx::Status s : kStatuses)
-    if (s == status) return true;
-  return false;
-}
-
 [[noreturn]] void broken(std::string_view export_name, const std::string& what) {
   std::fprintf(stderr, "\n*** %.*s: %s\n", int(export_name.size()), export_name.data(), what.c_str());
   std::fflush(stderr);
@@ -355,7 +337,7 @@ void run(const uint8_t* data, std::size_t size) {
     static const bool trace = std::getenv("TARNX_FUZZ_TRACE") != nullptr;
     if (trace) std::fprintf(stderr, "%.*s -> %d\n", int(info.name.size()), info.name.data(), status);
     const std::string st = " (status " + std::to_string(status) + ")";
-    if (!known(status)) broken(info.name, "status outside the code table" + st);
+    if (!tarnx::is_known_status(status)) broken(info.name, "status outside the code table" + st);
     for (std::size_t i = 0; i < info.args.size(); ++i) {
       const auto& a = info.args[i];
       const std::string what = "argument " + std::string(a.name) + ": ";

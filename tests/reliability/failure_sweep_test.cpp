@@ -5,6 +5,7 @@
 // way by every export that takes one.
 #include <cstdio>
 
+#include "frame/status.hpp"
 #include "support/export_calls.hpp"
 
 namespace {
@@ -49,7 +50,7 @@ Baseline run_clean(const tarnx::ExportInfo& info) {
   const int64_t before = ZwrtResizeCount();
   const int32_t status = call.call();
   Baseline b{status, call.snapshot(), ZwrtResizeCount() - before};
-  EXPECT_TRUE(known_status(status)) << info.name << " " << status;
+  EXPECT_TRUE(tarnx::is_known_status(status)) << info.name << " " << status;
   EXPECT_EQ(call.broken_promise(status), "");
   if (status < 0) ADD_FAILURE() << info.name << " refuses the sweep's valid input: " << status;
   return b;

@@ -102,16 +102,6 @@ void* library_handle() {
   return lib;
 }
 
-bool known_status(int32_t s) {
-  static const int32_t codes[] = {0, 20001, 20003, 20006, -20001, -20002, -20003, -20004, -20006,
-                                  -20017, -20039, -20040, -20041, -20055, -20058, -20059, -20061,
-                                  -20062, -20068, -20070, -20071, -20073, -20074, -20104, -20141,
-                                  -20999};
-  for (int32_t c : codes)
-    if (c == s) return true;
-  return false;
-}
-
 // The bytes of a vector block: its length, padding and elements.
 std::vector<unsigned char> vector_bytes(ZwArrayHandle h, Elem elem) {
   const auto* p = static_cast<const unsigned char*>(static_cast<const void*>(*h));

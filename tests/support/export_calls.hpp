@@ -41,7 +41,5 @@ class PreparedCall {
 // The library's handle from dlopen, for dlsym of exports.
 void* library_handle();
 
-// Every status code the library may return.
-bool known_status(int32_t status);
 
 }  // namespace test
