@@ -1,9 +1,11 @@
 #pragma once
 // Diagonal balancing shared by the matrix functions: B = D^-1 A D with D a
-// diagonal of powers of the radix chosen by the core (?gebal, scaling only),
-// and the way back, f(A) = D f(B) D^-1 (?gebak). Balancing only evens out the
+// diagonal of powers of two chosen by the core (?gebal, scaling only), and
+// the way back, f(A) = D f(B) D^-1. Balancing only evens out the
 // row and column norms; it never permutes, so a triangular matrix stays
 // triangular and the scaling commutes with every matrix function.
+#include <cmath>
+#include <cstddef>
 #include <cstdint>
 
 #include "frame/core.hpp"
@@ -36,9 +38,43 @@ template <class T> int32_t column_major_copy(const T* a, int32_t n, Handle works
   return Ok;
 }
 
-// Balances the row-major n x n matrix `a` in place. `scale` (n values)
-// receives the factors; `workspace` holds the column-major copy the core works
-// on and comes back empty.
+namespace balance {
+
+// a(i, j) * 2^(e(j) - e(i)) over the row-major n x n `a`, e(i) the binary
+// exponent of the power of two d(i): one exact scaling of each element,
+// where scaling its row and then its column may overflow or underflow
+// between the two although the result does neither.
+template <class T> void scale_two_sided(T* a, int32_t n, const RealOf<T>* d, int sign) {
+  using R = RealOf<T>;
+  // Within this many binaries the factor 2^k is a normal number in every
+  // precision, so multiplying by it is as exact as scaling by k.
+  constexpr int kDirect = 100;
+  for (int32_t i = 0; i < n; ++i) {
+    T* row = a + static_cast<std::size_t>(i) * n;
+    const int ei = std::ilogb(d[i]);
+    for (int32_t j = 0; j < n; ++j) {
+      const int k = sign * (std::ilogb(d[j]) - ei);
+      if (k == 0) continue;
+      if (k > -kDirect && k < kDirect) {
+        row[j] *= std::scalbn(R(1), k);
+      } else if constexpr (is_complex_v<T>) {
+        row[j] = T(std::scalbn(row[j].real(), k), std::scalbn(row[j].imag(), k));
+      } else {
+        row[j] = std::scalbn(row[j], k);
+      }
+    }
+  }
+}
+
+}  // namespace balance
+
+// Balances the row-major n x n matrix `a` in place: B = D^-1 A D. `scale`
+// (n values) receives the factors; `workspace` holds the column-major copy
+// the core chooses them on and comes back empty. The core's own balanced
+// copy is not used: it scales a row and then a column, and an element that
+// the first scaling underflows (a tiny diagonal element beside a large row)
+// is lost although D^-1 A D keeps it. The factors are powers of two, so B is
+// formed again from A, each element scaled once and exactly.
 template <class T>
 int32_t balanceMatrix(T* a, int32_t n, RealOf<T>* scale, Handle workspace, BalancedRange* range) {
   ScratchRelease<T> release(workspace);
@@ -52,26 +88,19 @@ int32_t balanceMatrix(T* a, int32_t n, RealOf<T>* scale, Handle workspace, Balan
   int info = 0;
   Core<T>::gebal("S", &n, w, &n, &range->ilo, &range->ihi, scale, &info);
   if (info != 0) return InternalError;
-  ToColumnMajor(w, n, n, a);
+  balance::scale_two_sided(a, n, scale, 1);
   return Ok;
 }
 
 // Undoes balanceMatrix on a function of the balanced matrix: `a` becomes
-// D a D^-1. The row scaling runs on a column-major copy; the column scaling
-// then runs on `a` itself, whose row-major block the core reads as the
-// transpose, so scaling "rows" of that view by 1/d scales our columns.
+// D a D^-1, each element scaled once by the power of two d(i) / d(j), for
+// the reason given above. `workspace` is not needed on the way back and is
+// handed back empty.
 template <class T>
-int32_t unbalanceMatrix(T* a, int32_t n, const RealOf<T>* scale, BalancedRange range,
-                        Handle workspace) {
+int32_t unbalanceMatrix(T* a, int32_t n, const RealOf<T>* scale, BalancedRange, Handle workspace) {
   ScratchRelease<T> release(workspace);
-  T* w = nullptr;
-  if (int32_t status = column_major_copy(a, n, workspace, &w); status != Ok) return status;
-  int info = 0;
-  Core<T>::gebak("S", "R", &n, &range.ilo, &range.ihi, scale, &n, w, &n, &info);
-  if (info != 0) return InternalError;
-  ToColumnMajor(w, n, n, a);
-  Core<T>::gebak("S", "L", &n, &range.ilo, &range.ihi, scale, &n, a, &n, &info);
-  if (info != 0) return InternalError;
+  if (workspace == nullptr) return InternalError;
+  balance::scale_two_sided(a, n, scale, -1);
   return Ok;
 }
 

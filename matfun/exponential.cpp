@@ -6,6 +6,7 @@
 
 #include "frame/export.hpp"
 #include "matfun/balance.hpp"
+#include "matfun/complex_scalar.hpp"
 #include "matfun/pade.hpp"
 #include "solve/kernels.hpp"
 
@@ -29,12 +30,17 @@ template <class T> bool is_diagonal(const T* a, int32_t n) {
 }
 
 // e^(x + iy). A zero y gives an exact zero imaginary part: e^x sin 0 would
-// be NaN once e^x overflows.
+// be NaN once e^x overflows. Where e^x alone overflows but e^x cos y or
+// e^x sin y does not, the factor is applied as two halves, e^(x/2) each.
 template <class T> T scalar_exp(T v) {
   if constexpr (is_complex_v<T>) {
     using R = RealOf<T>;
     const R magnitude = std::exp(v.real());
     if (v.imag() == R(0)) return T(magnitude, R(0));
+    if (std::isinf(magnitude) && std::isfinite(v.real())) {
+      const R half = std::exp(v.real() / 2);
+      return T(half * std::cos(v.imag()) * half, half * std::sin(v.imag()) * half);
+    }
     return T(magnitude * std::cos(v.imag()), magnitude * std::sin(v.imag()));
   } else {
     return std::exp(v);
@@ -42,7 +48,8 @@ template <class T> T scalar_exp(T v) {
 }
 
 // Infinity norm, in the working precision; complex elements count with
-// their modulus.
+// their modulus, scaled where the squares of its parts would overflow
+// (from 1.8e19 in float32) or underflow.
 template <class T> RealOf<T> infinity_norm(const T* a, int32_t n) {
   using R = RealOf<T>;
   R best = 0;
@@ -51,7 +58,7 @@ template <class T> RealOf<T> infinity_norm(const T* a, int32_t n) {
     R sum = 0;
     if constexpr (is_complex_v<T>) {
       for (int32_t j = 0; j < n; ++j)
-        sum += std::sqrt(row[j].real() * row[j].real() + row[j].imag() * row[j].imag());
+        sum += modulus(row[j]);
     } else {
       sum = Core<T>::asum(n, row, 1);
     }

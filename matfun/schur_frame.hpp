@@ -15,17 +15,21 @@ template <class C> struct SchurFrame {
   using R = RealOf<C>;
   C* q = nullptr;            // the unitary Schur vectors
   C* eigenvalues = nullptr;  // T's diagonal as the Schur kernel found it
+  C* vectors = nullptr;      // the caller's own vectors of n
   C* blocks = nullptr;       // the caller's own n x n blocks
   R* scale = nullptr;
   BalancedRange range;
 
-  // Sizes `workspace` to Q, the eigenvalues and `extra_blocks` n x n blocks,
-  // and `scale_factors` to n, then balances the row-major `x` and replaces
-  // it with its triangular Schur factor T.
-  int32_t enter(C* x, int32_t n, int32_t extra_blocks, Handle scale_factors, Handle workspace,
-                Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
+  // Sizes `workspace` to Q, the eigenvalues, `extra_vectors` vectors of n
+  // and `extra_blocks` n x n blocks, and `scale_factors` to n, then balances
+  // the row-major `x` and replaces it with its triangular Schur factor T.
+  int32_t enter(C* x, int32_t n, int32_t extra_vectors, int32_t extra_blocks,
+                Handle scale_factors, Handle workspace, Handle balance_workspace,
+                Handle schur_work, Handle schur_real_work) {
     if (workspace == nullptr) return InternalError;
-    const int32_t count = square_count(n, 1 + extra_blocks, n);
+    const int64_t vector_count = static_cast<int64_t>(n) * (1 + extra_vectors);
+    if (vector_count > INT32_MAX) return OutOfMemory;
+    const int32_t count = square_count(n, 1 + extra_blocks, static_cast<int32_t>(vector_count));
     if (count < 0) return OutOfMemory;
     C* w = nullptr;
     if (ResizeVector<C>(workspace, count, &w) != Ok) return OutOfMemory;
@@ -34,7 +38,8 @@ template <class C> struct SchurFrame {
     const int64_t nn = static_cast<int64_t>(n) * n;
     q = w;
     eigenvalues = q + nn;
-    blocks = eigenvalues + n;
+    vectors = eigenvalues + n;
+    blocks = vectors + static_cast<int64_t>(n) * extra_vectors;
     if (int32_t status = balanceMatrix(x, n, scale, balance_workspace, &range); status != Ok)
       return status;
     return SchurKernel<C>(x, n, 0, q, eigenvalues, schur_work, schur_real_work, nullptr);

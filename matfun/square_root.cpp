@@ -30,7 +30,7 @@ int32_t matrixSquareRoot(C* x, int32_t n, Handle scale_factors, Handle workspace
   }
 
   SchurFrame<C> frame;
-  if (int32_t status = frame.enter(x, n, 1, scale_factors, workspace, balance_workspace, schur_work,
+  if (int32_t status = frame.enter(x, n, 0, 1, scale_factors, workspace, balance_workspace, schur_work,
                                    schur_real_work);
       status != Ok)
     return status;
