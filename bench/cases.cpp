@@ -13,6 +13,7 @@
 #include <limits>
 
 #include "bench/core_calls.hpp"
+#include "frame/cblas_values.hpp"
 #include "bench/harness.hpp"
 #include "bench/raw_core.hpp"
 #include "matfun/binary_power.hpp"
@@ -71,7 +72,8 @@ using tarnx::workspace_size;
 template <class T> using RealOf = tarnx::RealOf<T>;
 template <class T> using ComplexOf = tarnx::ComplexOf<T>;
 
-constexpr int kColMajor = 102, kTrans = 112, kConjTrans = 113;
+constexpr int kColMajor = tarnx::cblas::ColMajor, kTrans = tarnx::cblas::Trans,
+              kConjTrans = tarnx::cblas::ConjTrans;
 
 template <class T> void put(T* dst, const std::vector<T>& src) {
   std::memcpy(static_cast<void*>(dst), src.data(), src.size() * sizeof(T));
@@ -189,7 +191,8 @@ struct OuterProduct : Work {
 
 // ---- BLAS entry points ----------------------------------------------------------------------
 
-constexpr int32_t kRowMajor = 101, kNoTrans = 111, kLeft = 141, kUpper = 121, kCheck = 1;
+constexpr int32_t kRowMajor = tarnx::cblas::RowMajor, kNoTrans = tarnx::cblas::NoTrans,
+                  kLeft = tarnx::cblas::Left, kUpper = tarnx::cblas::Upper, kCheck = 1;
 
 struct BlasGemm : Work {
   int32_t n;

@@ -12,15 +12,14 @@
 #include <cstdint>
 #include <limits>
 
+#include "frame/cblas_values.hpp"
 #include "frame/handle.hpp"
 
 namespace tarnx::blas {
 
-enum : int32_t { RowMajor = 101, ColMajor = 102 };
-enum : int32_t { NoTrans = 111, Trans = 112, ConjTrans = 113 };
-enum : int32_t { Upper = 121, Lower = 122 };
-enum : int32_t { NonUnit = 131, Unit = 132 };
-enum : int32_t { Left = 141, Right = 142 };
+// The callers' layout, transpose, triangle, diagonal and side arguments are
+// the CBLAS values themselves.
+using namespace tarnx::cblas;
 
 inline bool is_layout(int32_t v) { return v == RowMajor || v == ColMajor; }
 inline bool is_transpose(int32_t v) { return v == NoTrans || v == Trans || v == ConjTrans; }

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "frame/cblas_values.hpp"
 #include "frame/traits.hpp"
 
 namespace tarnx {
@@ -69,9 +70,9 @@ template <class T> struct Core {
 #undef TARNX_CORE
 };
 
-// The CBLAS enumeration values the core's products take.
-constexpr int kRowMajor = 101;
-constexpr int kNoTrans = 111, kTrans = 112, kConjTrans = 113;
+// The CBLAS values the library's own calls of the core's products use.
+constexpr int kRowMajor = cblas::RowMajor;
+constexpr int kNoTrans = cblas::NoTrans, kTrans = cblas::Trans, kConjTrans = cblas::ConjTrans;
 
 // BLAS scalars: real ones by value, complex ones by address.
 template <class T> inline auto blas_scalar(const T& v) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#include "frame/cblas_values.hpp"
 #include "frame/export_table.hpp"
 #include "support/host.hpp"
 
@@ -30,7 +31,9 @@ TARNX_TEST_BLAS(c, cfloat, static constexpr auto symv = &zwblas_chemv; static co
 TARNX_TEST_BLAS(z, cdouble, static constexpr auto symv = &zwblas_zhemv; static constexpr auto hemm = &zwblas_zhemm;)
 #undef TARNX_TEST_BLAS
 
-constexpr int32_t kRow = 101, kCol = 102, kUpper = 121, kUnit = 132, kLeft = 141;
+constexpr int32_t kRow = tarnx::cblas::RowMajor, kCol = tarnx::cblas::ColMajor, kUpper = tarnx::cblas::Upper,
+                  kUnit = tarnx::cblas::Unit, kLeft = tarnx::cblas::Left, kNoTrans = tarnx::cblas::NoTrans,
+                  kTrans = tarnx::cblas::Trans, kConjTrans = tarnx::cblas::ConjTrans;
 constexpr int32_t kSkip = 1;  // not run with checks off: the core would get the bad sizes
 
 template <class T> T scalar(double re, double im) {
@@ -50,7 +53,7 @@ template <class T> struct View {
   T& operator()(int i, int j) const { return base[layout == kRow ? i * ld + j : i + j * ld]; }
 };
 template <class T> T op(const View<T>& a, int trans, int i, int j) {
-  return trans == 111 ? a(i, j) : trans == 112 ? a(j, i) : conj_of(a(j, i));
+  return trans == kNoTrans ? a(i, j) : trans == kTrans ? a(j, i) : conj_of(a(j, i));
 }
 // Element (i, j) of the self-adjoint matrix whose `uplo` triangle A holds.
 template <class T> T self_adjoint(const View<T>& a, int uplo, bool hermitian, int i, int j) {
@@ -60,9 +63,9 @@ template <class T> T self_adjoint(const View<T>& a, int uplo, bool hermitian, in
 }
 // Element (i, j) of op(A) for the triangle that uplo and diag describe.
 template <class T> T triangular(const View<T>& a, int uplo, int trans, int diag, int i, int j) {
-  if (trans != 111) std::swap(i, j);
+  if (trans != kNoTrans) std::swap(i, j);
   const T v = i == j ? (diag == kUnit ? T(1) : a(i, i)) : (uplo == kUpper) == (i < j) ? a(i, j) : T(0);
-  return trans == 113 ? conj_of(v) : v;
+  return trans == kConjTrans ? conj_of(v) : v;
 }
 // Logical element k of n taken `inc` apart; a negative increment walks back.
 template <class T> T& strided(T* base, int inc, int n, int k) { return base[inc > 0 ? k * inc : (n - 1 - k) * -inc]; }
@@ -136,10 +139,10 @@ TYPED_TEST(BlasTest, GemmAndGemvMatchReferenceOnSelectedBlocks) {
   using T = TypeParam;
   constexpr int S = TestFixture::S, M = 3, N = 4, K = 2;
   for (int layout : {kRow, kCol})
-    for (int ta : {111, 112, 113})
+    for (int ta : {kNoTrans, kTrans, kConjTrans})
       for (int check : {0, 1}) {
         const View<T> A = this->a_at(layout), Bm = this->b_at(layout);
-        for (int tb : {111, 112, 113}) {
+        for (int tb : {kNoTrans, kTrans, kConjTrans}) {
           SCOPED_TRACE(::testing::Message() << "gemm layout " << layout << " trans " << ta << tb << " check " << check);
           auto want = this->cv;
           ZwArrayHandle c = this->host.matrix(S, S, this->cv);
@@ -158,7 +161,7 @@ TYPED_TEST(BlasTest, GemmAndGemvMatchReferenceOnSelectedBlocks) {
           ZwArrayHandle y = this->host.vector(yv);
           ASSERT_EQ(TestFixture::B::gemv(this->host.matrix(S, S, this->av), this->host.vector(xv), y, c_ptr(&this->alpha),
                                          c_ptr(&this->beta), ta, incx, incy, M, K, 1, 2, 1, 2, 6, layout, check), 0);
-          const int nx = ta == 111 ? K : M, ny = ta == 111 ? M : K;
+          const int nx = ta == kNoTrans ? K : M, ny = ta == kNoTrans ? M : K;
           reference(ny, 1, nx, this->alpha, this->beta, column(yv.data() + 2, incy, ny),
                     [&](int i, int l) { return op(A, ta, i, l); }, column(xv.data() + 1, incx, nx));
           expect_close(vector_values<T>(y), yv, nx);
@@ -172,12 +175,12 @@ TYPED_TEST(BlasTest, SymmetricAndHermitianProductsReadOnlyTheirTriangle) {
   constexpr int S = TestFixture::S, M = 3, N = 4;
   for (bool hermitian : {false, true})
     for (int layout : {kRow, kCol})
-      for (int uplo : {121, 122})
+      for (int uplo : {tarnx::cblas::Upper, tarnx::cblas::Lower})
         for (int check : {0, 1}) {
           if (hermitian && !is_complex<T>) continue;
           const View<T> A = this->a_at(layout), Bm = this->b_at(layout);
           auto sa = [&](int i, int j) { return self_adjoint(A, uplo, hermitian, i, j); };
-          for (int side : {141, 142}) {
+          for (int side : {tarnx::cblas::Left, tarnx::cblas::Right}) {
             SCOPED_TRACE(::testing::Message() << "hermitian " << hermitian << " layout " << layout << " uplo " << uplo
                                               << " side " << side << " check " << check);
             auto mm = B::symm;
@@ -210,14 +213,14 @@ TYPED_TEST(BlasTest, TriangularProductsOverwriteTheirOperand) {
   using B = typename TestFixture::B;
   constexpr int S = TestFixture::S, M = 3, N = 4;
   for (int layout : {kRow, kCol})
-    for (int uplo : {121, 122})
-      for (int trans : {111, 112, 113})
-        for (int diag : {131, 132})
+    for (int uplo : {tarnx::cblas::Upper, tarnx::cblas::Lower})
+      for (int trans : {kNoTrans, kTrans, kConjTrans})
+        for (int diag : {tarnx::cblas::NonUnit, tarnx::cblas::Unit})
           for (int check : {0, 1}) {
             const View<T> A = this->a_at(layout), Bm = this->b_at(layout);
             auto ta = [&](int i, int j) { return triangular(A, uplo, trans, diag, i, j); };
             ZwArrayHandle a = this->host.matrix(S, S, this->av);
-            for (int side : {141, 142}) {
+            for (int side : {tarnx::cblas::Left, tarnx::cblas::Right}) {
               SCOPED_TRACE(::testing::Message() << "trmm layout " << layout << " uplo " << uplo << " trans " << trans
                                                 << " diag " << diag << " side " << side << " check " << check);
               auto want = this->bv;
@@ -243,11 +246,11 @@ TYPED_TEST(BlasTest, TriangularProductsOverwriteTheirOperand) {
 
 // Valid argument sets that each check case spoils in one place.
 struct GemmArgs {
-  int32_t a[2]{3, 4}, b[2]{4, 5}, c[2]{3, 5}, m = 3, n = 5, k = 4, ta = 111, tb = 111;
+  int32_t a[2]{3, 4}, b[2]{4, 5}, c[2]{3, 5}, m = 3, n = 5, k = 4, ta = kNoTrans, tb = kNoTrans;
   int32_t ar = 0, ac = 0, br = 0, bc = 0, cr = 0, cc = 0, lda = 4, ldb = 5, ldc = 5, layout = kRow;
 };
 struct GemvArgs {
-  int32_t a[2]{3, 4}, x = 4, y = 3, trans = 111, incx = 1, incy = 1, m = 3, n = 4;
+  int32_t a[2]{3, 4}, x = 4, y = 3, trans = kNoTrans, incx = 1, incy = 1, m = 3, n = 4;
   int32_t ar = 0, ac = 0, xo = 0, yo = 0, lda = 4, layout = kRow;
 };
 struct SymmArgs {
@@ -258,10 +261,10 @@ struct SymvArgs {
   int32_t a[2]{4, 4}, x = 4, y = 4, uplo = kUpper, incx = 1, incy = 1, n = 4, ar = 0, ac = 0, xo = 0, yo = 0, lda = 4;
 };
 struct TrmmArgs {
-  int32_t a[2]{3, 3}, b[2]{3, 5}, m = 3, n = 5, side = kLeft, diag = 131, br = 0, lda = 3, ldb = 5;
+  int32_t a[2]{3, 3}, b[2]{3, 5}, m = 3, n = 5, side = kLeft, diag = tarnx::cblas::NonUnit, br = 0, lda = 3, ldb = 5;
 };
 struct TrmvArgs {
-  int32_t a[2]{4, 4}, x = 4, trans = 111, incx = 1, n = 4, xo = 0, lda = 4;
+  int32_t a[2]{4, 4}, x = 4, trans = kNoTrans, incx = 1, n = 4, xo = 0, lda = 4;
 };
 
 // The first failing check decides; the checks that only checkArguments makes
@@ -278,7 +281,7 @@ TYPED_TEST(BlasTest, ChecksComeInOrderAndEmptyTheOutput) {
        {"K negative", [](GemmArgs& g) { g.k = -1; }, -20039, kSkip},
        {"C row offset into an empty C", [](GemmArgs& g) { g.c[0] = g.c[1] = 0, g.cr = 1; }, -20017, kSkip},
        {"C too short after its offset", [](GemmArgs& g) { g.cr = 1; }, -20058, kSkip},
-       {"stored op(A) too long for A", [](GemmArgs& g) { g.ta = 112; }, -20058, kSkip},
+       {"stored op(A) too long for A", [](GemmArgs& g) { g.ta = kTrans; }, -20058, kSkip},
        {"column-major lda still read by rows", [](GemmArgs& g) { g.layout = kCol, g.lda = 3; }, -20058, -20058},
        {"a bad transB reads B transposed first", [](GemmArgs& g) { g.tb = 110; }, -20058, -20061},
        {"layout not a CBLAS value", [](GemmArgs& g) { g.layout = 103; }, -20061, -20061}},
@@ -337,7 +340,7 @@ TYPED_TEST(BlasTest, ChecksComeInOrderAndEmptyTheOutput) {
        {"diag not a CBLAS value", [](TrmmArgs& g) { g.diag = 133; }, -20061, -20061}},
       [&](const TrmmArgs& g, int check) {
         ZwArrayHandle b = sized<T>(h, g.b[0], g.b[1]);
-        return std::pair{B::trmm(sized<T>(h, g.a[0], g.a[1]), b, c_ptr(al), g.m, g.n, g.side, kUpper, 111, g.diag, 0, 0,
+        return std::pair{B::trmm(sized<T>(h, g.a[0], g.a[1]), b, c_ptr(al), g.m, g.n, g.side, kUpper, kNoTrans, g.diag, 0, 0,
                                  g.br, 0, g.lda, g.ldb, kRow, check),
                          emptied(b, true)};
       });
@@ -363,9 +366,9 @@ TYPED_TEST(BlasTest, EmptyProductsLeaveTheOutputUntouched) {
   auto cv = random_values<T>(6, 16);
   ZwArrayHandle c = this->host.matrix(2, 3, cv), b = this->host.matrix(2, 3, cv);
   T two = T(2);
-  EXPECT_EQ(B::gemm(this->host.empty(), this->host.empty(), c, c_ptr(&this->alpha), c_ptr(&two), 2, 3, 0, 114, 111, 0, 0,
+  EXPECT_EQ(B::gemm(this->host.empty(), this->host.empty(), c, c_ptr(&this->alpha), c_ptr(&two), 2, 3, 0, 114, kNoTrans, 0, 0,
                     0, 0, 0, 0, 0, 3, 3, kRow, 1), 0);
-  EXPECT_EQ(B::trmm(this->host.empty(), b, c_ptr(&this->alpha), 0, 3, 143, kUpper, 111, 131, 0, 0, 0, 0, 0, 3, kRow, 1), 0);
+  EXPECT_EQ(B::trmm(this->host.empty(), b, c_ptr(&this->alpha), 0, 3, 143, kUpper, kNoTrans, tarnx::cblas::NonUnit, 0, 0, 0, 0, 0, 3, kRow, 1), 0);
   const auto after_c = matrix_values<T>(c), after_b = matrix_values<T>(b);
   for (std::size_t i = 0; i < cv.size(); ++i) EXPECT_TRUE(same_bits(after_c[i], cv[i]) && same_bits(after_b[i], cv[i]));
 }
@@ -391,7 +394,7 @@ TYPED_TEST(BlasTest, EmptyOutputsAreCreatedAndBetaIgnored) {
   for (auto [shape, cr, cc, ldc] : {std::tuple{std::pair{0, 0}, 0, 0, 0}, {std::pair{0, 0}, 0, 0, 7},
                                     {std::pair{0, 5}, 0, 2, 0}, {std::pair{3, 0}, 2, 0, 0}}) {
     ZwArrayHandle c = sized<T>(this->host, shape.first, shape.second);
-    ASSERT_EQ(B::gemm(a, b, c, c_ptr(al), c_ptr(&nan), M, N, K, 111, 111, 0, 0, 0, 0, cr, cc, K, N, ldc, kRow, 1), 0);
+    ASSERT_EQ(B::gemm(a, b, c, c_ptr(al), c_ptr(&nan), M, N, K, kNoTrans, kNoTrans, 0, 0, 0, 0, cr, cc, K, N, ldc, kRow, 1), 0);
     const int width = ldc == 0 ? N + cc : ldc;
     ASSERT_EQ(rows(c), M + cr);
     ASSERT_EQ(cols(c), width);
@@ -399,7 +402,7 @@ TYPED_TEST(BlasTest, EmptyOutputsAreCreatedAndBetaIgnored) {
       for (int j = 0; j < N; ++j) expect_close<T>({matrix_values<T>(c)[(i + cr) * width + cc + j]}, {ab[i * N + j]}, K);
   }
   ZwArrayHandle y = this->host.empty();
-  ASSERT_EQ(B::gemv(a, x, y, c_ptr(al), c_ptr(&nan), 111, 1, -2, M, K, 0, 0, 0, 1, K, kRow, 1), 0);
+  ASSERT_EQ(B::gemv(a, x, y, c_ptr(al), c_ptr(&nan), kNoTrans, 1, -2, M, K, 0, 0, 0, 1, K, kRow, 1), 0);
   ASSERT_EQ(length(y), 2 * (M - 1) + 1 + 1);
   for (int i = 0; i < M; ++i) expect_close<T>({strided(vector_data<T>(y) + 1, -2, M, i)}, {ax[i]}, K);
   // The structured products create theirs the same way.
@@ -415,7 +418,7 @@ TYPED_TEST(BlasTest, EmptyOutputsAreCreatedAndBetaIgnored) {
   for (bool matrix : {true, false}) {
     ZwArrayHandle out = this->host.empty();
     FailNthResize fail(1);
-    EXPECT_EQ(matrix ? B::gemm(a, b, out, c_ptr(al), c_ptr(&nan), M, N, K, 111, 111, 0, 0, 0, 0, 0, 0, K, N, 0, kRow, 1)
+    EXPECT_EQ(matrix ? B::gemm(a, b, out, c_ptr(al), c_ptr(&nan), M, N, K, kNoTrans, kNoTrans, 0, 0, 0, 0, 0, 0, K, N, 0, kRow, 1)
                      : B::gemv(a, x, out, c_ptr(al), c_ptr(&nan), 111, 1, 1, M, K, 0, 0, 0, 0, K, kRow, 1), -20001);
     EXPECT_TRUE(emptied(out, matrix));
   }
