@@ -29,14 +29,27 @@ std::string library_path(const std::string& option) {
   if (!option.empty()) return option;
   std::string from_env = os::env("TARNX_LIB");
   if (!from_env.empty()) return from_env;
-  return (std::filesystem::path(os::executable_dir()) / "../lib/TARNX_LINALG.so").lexically_normal().string();
+  // The build tree's lib/ beside bin/, else the installed library's folder.
+  const std::filesystem::path here(os::executable_dir());
+  const std::filesystem::path built = (here / "../lib/TARNX_LINALG.so").lexically_normal();
+#ifdef TARNX_INSTALLED_MODULES
+  const std::filesystem::path installed = (here / TARNX_INSTALLED_MODULES / "TARNX_LINALG.so").lexically_normal();
+  std::error_code ec;
+  if (!std::filesystem::exists(built, ec) && std::filesystem::exists(installed, ec)) return installed.string();
+#endif
+  return built.string();
 }
 
 Library load_library(const std::string& path) {
   std::string error;
   void* module = os::open_library(path, &error);
   if (module == nullptr) throw Bad("cannot load the library: " + error);
-  return Library{path, module};
+  // Any shared object loads; one that has none of the table's exports is not
+  // this library, whatever its name, and nothing later should read it as an
+  // older one.
+  for (const ExportInfo& e : export_table())
+    if (os::find_symbol(module, std::string(e.name).c_str()) != nullptr) return Library{path, module};
+  throw Bad(path + " is not TARNX_LINALG: it has none of its exports");
 }
 
 const ExportInfo& lookup_export(const std::string& name) {

@@ -12,6 +12,7 @@
 #include "cli/call.hpp"
 #include "cli/demo.hpp"
 #include "cli/os.hpp"
+#include "cli/version.hpp"
 
 namespace tarnx::cli {
 namespace {
@@ -28,7 +29,8 @@ const char* const usage =
     "  call [OPTIONS] EXPORT INPUT...\n"
     "                            run one export; outputs, scratch handles and scalar\n"
     "                            results are made for you\n"
-    "  help                      this text\n"
+    "  help [EXPORT]             this text, or one export's arguments and statuses\n"
+    "  --version                 versions of tarnx and the library, and the core in use\n"
     "\n"
     "inputs, one per input argument in order (or NAME=INPUT, by argument name):\n"
     "  '[1 2; 3 4]'              inline; rows end at ';', complex as 1+2i or -0.5i\n"
@@ -43,7 +45,7 @@ const char* const usage =
     "  -o NAME=FILE              write output NAME to FILE\n"
     "  --digits N                print N significant digits (default: exact round-trip)\n"
     "\n"
-    "The library is --lib PATH, else $TARNX_LIB, else ../lib/TARNX_LINALG.so beside tarnx.\n"
+    "The library is --lib PATH, else $TARNX_LIB, else the one built or installed with tarnx.\n"
     "Exit code: 0 for a status >= 0, 1 for a negative status, 2 for bad input.\n";
 
 void print(const std::string& s) { std::fwrite(s.data(), 1, s.size(), stdout); }
@@ -68,16 +70,15 @@ std::string signature(const ExportInfo& e) {
 int list(const std::vector<std::string>& words, const std::string& lib_option) {
   if (words.size() > 1) throw Bad("list takes at most one pattern");
   const std::string pattern = words.empty() ? "" : words[0];
-  // The list comes from the table alone; the library, when it loads, only
-  // tells which exports it does not have yet.
-  std::string error;
-  void* module = os::open_library(library_path(lib_option), &error);
+  // The list comes from the table; the library tells which exports it does
+  // not have yet, so one that cannot be loaded is an error here as anywhere.
+  void* module = load_library(library_path(lib_option)).module;
   std::string out;
   int shown = 0;
   for (const ExportInfo& e : export_table()) {
     if (!matches(e.name, pattern)) continue;
     out += signature(e);
-    if (module != nullptr && os::find_symbol(module, std::string(e.name).c_str()) == nullptr)
+    if (os::find_symbol(module, std::string(e.name).c_str()) == nullptr)
       out += "  [not in the loaded library]";
     out += '\n';
     ++shown;
@@ -151,6 +152,13 @@ int run(int argc, char** argv) {
   const std::string command = i < words.size() ? words[i] : "demo";
   const std::vector<std::string> rest(words.begin() + static_cast<std::ptrdiff_t>(std::min(i + 1, words.size())),
                                       words.end());
+  // A library named on the command line must load whatever the command.
+  if (!lib_option.empty()) load_library(lib_option);
+  if (command == "--version" || command == "version") {
+    if (!rest.empty()) throw Bad("--version takes no arguments");
+    print(version_report(load_library(library_path(lib_option))));
+    return 0;
+  }
   if (command == "help" || command == "--help" || command == "-h") {
     print(usage);
     return 0;
