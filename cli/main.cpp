@@ -11,6 +11,7 @@
 
 #include "cli/call.hpp"
 #include "cli/demo.hpp"
+#include "cli/help.hpp"
 #include "cli/os.hpp"
 #include "cli/version.hpp"
 
@@ -36,7 +37,7 @@ const char* const usage =
     "  '[1 2; 3 4]'              inline; rows end at ';', complex as 1+2i or -0.5i\n"
     "  FILE                      Matrix Market (.mtx) or rows of whitespace-separated values\n"
     "  -                         standard input (for one argument)\n"
-    "  3, -1.5, 2-1i             scalars\n"
+    "  3, -1.5, 2-1i             scalars; trailing selectors may be left out (see list)\n"
     "  NAME=VALUE                for a scalar result: the value it holds going in\n"
     "  NAME=null                 passes no handle for the scratch argument NAME\n"
     "\n"
@@ -52,19 +53,6 @@ void print(const std::string& s) { std::fwrite(s.data(), 1, s.size(), stdout); }
 
 bool matches(std::string_view name, std::string_view pattern) {
   return lower_case(name).find(lower_case(pattern)) != std::string::npos;
-}
-
-std::string signature(const ExportInfo& e) {
-  std::string s(e.name);
-  s += '(';
-  for (std::size_t i = 0; i < e.args.size(); ++i) {
-    const arg::Desc k = e.args[i].kind;
-    if (i > 0) s += ", ";
-    s += std::string(e.args[i].name) + ": " + role_name(k.role) + ' ' + elem_name(k.elem);
-    if (k.shape == arg::Shape::Matrix) s += " matrix";
-    if (k.shape == arg::Shape::Vector) s += " vector";
-  }
-  return s + ')';
 }
 
 int list(const std::vector<std::string>& words, const std::string& lib_option) {
@@ -135,7 +123,7 @@ int call(const std::vector<std::string>& words, std::string lib_option) {
   c.bind(inputs, store, &stdin_used);
   c.route_outputs(files);
   const int32_t status = c.run();
-  print(status_line(status));
+  print(status_line(status, c.null_scratch()));
   print(c.show_outputs(format));
   return status < 0 ? kFailedCall : 0;
 }
@@ -160,7 +148,8 @@ int run(int argc, char** argv) {
     return 0;
   }
   if (command == "help" || command == "--help" || command == "-h") {
-    print(usage);
+    if (rest.size() > 1) throw Bad("help takes at most one export name");
+    print(rest.empty() ? std::string(usage) : export_help(lookup_export(rest[0])));
     return 0;
   }
   if (command == "demo") {

@@ -65,7 +65,4 @@ set(CPACK_DEBIAN_PACKAGE_SECTION math)
 # what the C++ parts of the library and tarnx need.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.34), libstdc++6 (>= 12), libgcc-s1, libopenblas0, libomp5-14")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "TARNX_LINALG.so with its numerical core, the zwrt.so host stand-in,\n the tarnx command-line host, headers, pkg-config and CMake package files.")
-# Only the install rules above go into the package, not the test programs of
-# a build that has them.
-set(CPACK_INSTALL_CMAKE_PROJECTS ${CMAKE_BINARY_DIR} ${PROJECT_NAME} ALL /)
 include(CPack)
