@@ -230,7 +230,7 @@ TEST(CommandLine, TrailingSelectorsTakeTheirDefault) {
 TEST(CommandLine, HelpDescribesArgumentsAndStatuses) {
   const auto o = run_tarnx({"help", "zLinEqH"});
   ASSERT_EQ(o.exit_code, 0) << o.err;
-  for (const char* part : {"matrixType: value int32 = 0 - scalar by value\n",
+  for (const char* part : {"matrixType: value int32 - scalar by value\n",
                            "0 general (LU), 1 symmetric/Hermitian positive definite",
                            "default 0 when left out", "pivots: scratch int32 vector - workspace",
                            "statuses:\n  0: success\n  -20003: empty input\n", "-20041: matrix singular\n",
