@@ -31,7 +31,7 @@ bool names(std::string_view list, std::string_view word) {
 }
 
 struct Note {
-  std::string_view arg;
+  std::string_view args;        // space-separated argument names
   std::string_view operations;  // space-separated; empty: every export with the argument
   std::string_view fallback;    // default value; empty: must be given
   std::string_view values;      // allowed values and what they mean
@@ -76,23 +76,24 @@ constexpr Note notes[] = {
     {"residueFloor", "LinearFitH", "0", "method 1 stops at or below this mean residual; 0 or less: 1e-12"},
     {"iterations", "LinearFitH", "",
      "in: the most iterations methods 1 and 2 may take; out: the number taken"},
+    // Workspaces one element type never reads stay in its signature so that
+    // the four match; as inputs they may be left out.
+    {"realWork intWork", "EigenVH GenEigenVH QZH SchurH", "[]",
+     "not read by this element type; any array, empty when left out"},
     {"layout", "", "", "101 row-major, 102 column-major; others -20061"},
-    {"trans", "", "", "111 none, 112 transpose, 113 conjugate transpose; others -20061"},
-    {"transA", "", "", "111 none, 112 transpose, 113 conjugate transpose; others -20061"},
-    {"transB", "", "", "111 none, 112 transpose, 113 conjugate transpose; others -20061"},
+    {"trans transA transB", "", "", "111 none, 112 transpose, 113 conjugate transpose; others -20061"},
     {"uplo", "", "", "121 upper, 122 lower triangle; others -20061"},
     {"diag", "", "", "131 non-unit, 132 unit diagonal; others -20061"},
     {"side", "", "", "141 A on the left, 142 on the right; others -20061"},
     {"checkArguments", "", "", "1 check sizes, offsets and extents first (an empty output is created); "
                                "0 pass them to the core unchecked"},
-    {"incx", "", "", "step between elements of x; 0 gives -20141"},
-    {"incy", "", "", "step between elements of y; 0 gives -20141"},
+    {"incx incy", "", "", "step between the vector's elements; 0 gives -20141"},
 };
 
 const Note* find_note(std::string_view export_name, std::string_view arg_name) {
   const std::string_view op = operation(export_name);
   for (const Note& n : notes)
-    if (n.arg == arg_name && names(n.operations, op)) return &n;
+    if (names(n.args, arg_name) && names(n.operations, op)) return &n;
   return nullptr;
 }
 
@@ -172,6 +173,7 @@ std::string signature(const ExportInfo& e) {
   for (std::size_t i = 0; i < e.args.size(); ++i) {
     if (i > 0) s += ", ";
     s += std::string(e.args[i].name) + ": " + kind_text(e.args[i].kind);
+    if (!is_input(e.args[i].kind.role)) continue;
     if (const auto d = default_value(e.name, e.args[i].name)) s += " = " + std::string(*d);
   }
   return s + ')';
@@ -181,7 +183,8 @@ std::string export_help(const ExportInfo& e) {
   std::string out = signature(e) + "\n\narguments:\n";
   for (const ExportArg& a : e.args) {
     out += "  " + std::string(a.name) + ": " + kind_text(a.kind) + " - " + role_text(a.kind.role) + "\n";
-    if (const Note* n = find_note(e.name, a.name)) {
+    const Note* n = a.kind.role == arg::Role::Scratch ? nullptr : find_note(e.name, a.name);
+    if (n != nullptr) {
       out += "      " + std::string(n->values) + "\n";
       if (!n->fallback.empty()) out += "      default " + std::string(n->fallback) + " when left out\n";
     }
