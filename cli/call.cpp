@@ -113,16 +113,16 @@ void Call::bind(const std::vector<std::string>& words, TextStore& store, bool* s
     const ExportArg& a = info_.args[index];
     // A missing workspace is a case worth reproducing; an output handle
     // is always there, as the host always passes one.
-    if (a.kind.role == Role::Scratch && std::string_view(w).substr(eq + 1) == "null") {
+    if (is_scratch(a.kind.role) && std::string_view(w).substr(eq + 1) == "null") {
       null_scratch[index] = true;
       null_scratch_.emplace_back(a.name);
       continue;
     }
-    if (a.kind.role == Role::Out || a.kind.role == Role::Scratch)
+    if (a.kind.role == Role::Out || is_scratch(a.kind.role))
       throw Bad(std::string(info_.name) + ": " + std::string(a.name) + " is " +
                 (a.kind.role == Role::Out ? "an output" : "a scratch handle") +
                 " and is made for you; only inputs and scalar results take a value" +
-                (a.kind.role == Role::Scratch ? " (or NAME=null for a missing workspace)" : ""));
+                (is_scratch(a.kind.role) ? " (or NAME=null for a missing workspace)" : ""));
     if (given[index] != nullptr)
       throw Bad(std::string(info_.name) + ": " + std::string(a.name) + " is given twice");
     named_values.push_back(w.substr(eq + 1));
@@ -162,6 +162,7 @@ void Call::bind(const std::vector<std::string>& words, TextStore& store, bool* s
           slot.handle = make_handle(8);  // 0 x 0
           break;
         case Role::Scratch:
+        case Role::PathScratch:
           if (!null_scratch[i]) slot.handle = make_handle(8);  // length 0
           break;
         case Role::Value:

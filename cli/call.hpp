@@ -38,6 +38,8 @@ inline bool is_input(arg::Role r) {
   return r == arg::Role::In || r == arg::Role::InOut || r == arg::Role::Value || r == arg::Role::Ref ||
          r == arg::Role::Update;
 }
+// Workspace handles the command line makes empty for you, or null on request.
+inline bool is_scratch(arg::Role r) { return r == arg::Role::Scratch || r == arg::Role::PathScratch; }
 inline bool is_output(arg::Role r) {
   return r == arg::Role::Out || r == arg::Role::InOut || r == arg::Role::Result || r == arg::Role::Update;
 }

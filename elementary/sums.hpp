@@ -40,12 +40,10 @@ std::array<float, P> lane_sums(const float* v, int64_t n, Term term) {
     if (rest == 1) tail = term(r[0]);
     else if (rest == 2) tail = term(r[P]) + term(r[0]);
     else if (rest == 3) tail = (term(r[P]) + term(r[0])) + term(r[2 * P]);
-    if (i == 0) {
-      sum[p] = tail;  // no full group: the lanes hold nothing
-    } else {
-      const float grouped = (lane[p][0] + lane[p][2]) + (lane[p][1] + lane[p][3]);
-      sum[p] = rest > 0 ? grouped + tail : grouped;
-    }
+    // With no full group the lanes still hold their starting +0, and the
+    // tail is added to it: one to three negative zeros sum to +0.
+    const float grouped = (lane[p][0] + lane[p][2]) + (lane[p][1] + lane[p][3]);
+    sum[p] = rest > 0 ? grouped + tail : grouped;
   }
   return sum;
 }

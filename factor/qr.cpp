@@ -134,7 +134,6 @@ template <class T>
 int32_t QRPivot(const T* a, int32_t m, int32_t n, T* q, T* r, int32_t* p, int32_t* pivots,
                 int32_t mode, Handle work, Handle real_work) {
   const ScratchRelease<T> release_work(work);
-  const ScratchRelease<double> release_real_work(is_complex_v<T> ? real_work : nullptr);
   QRShape shape{};
   if (int32_t status = check_input(a, m, n, mode, &shape); status != Ok) return status;
   const int32_t k = std::min(m, n);
@@ -192,6 +191,9 @@ int32_t QRPivot(const T* a, int32_t m, int32_t n, T* q, T* r, int32_t* p, int32_
 template <class T>
 int32_t QRWorker(Handle a, Handle q, Handle r, Handle p, Handle pivots, int32_t pivoting,
                  int32_t mode, Handle work, Handle real_work) {
+  // The real workspace belongs to the complex pivoting route alone: there it
+  // comes back empty on every way out, elsewhere exactly as it was passed.
+  const ScratchRelease<double> release_real_work(is_complex_v<T> && pivoting != 0 ? real_work : nullptr);
   const int32_t m = rows(a), n = cols(a);
   if (m < 1 || n < 1) return EmptyInput;
   QRShape shape{};

@@ -122,8 +122,10 @@ template <class T>
 int32_t LeastAbsoluteResidualFit(const FitData<T>& d, Handle work, double tolerance, double residue_floor,
                                  int32_t limit, FitResult& r) {
   if (int32_t status = CheckFitPoints(d); status != Ok) return status;
-  if (!(tolerance > 0)) tolerance = kDefaultTolerance;  // NaN too
-  if (!(residue_floor > 0)) residue_floor = kDefaultResidueFloor;
+  // A NaN is not at or below 0: it is used as given and the stopping tests
+  // decide (every comparison with it is false).
+  if (tolerance <= 0) tolerance = kDefaultTolerance;
+  if (residue_floor <= 0) residue_floor = kDefaultResidueFloor;
   if (d.n == 2) return LineThroughTwoPoints(d, r);
   // The slope step divides by x: one zero x only leaves that point out,
   // two leave too little to go on.
@@ -188,7 +190,9 @@ int32_t LeastAbsoluteResidualFit(const FitData<T>& d, Handle work, double tolera
 template <class T>
 int32_t BisquareFit(const FitData<T>& d, Handle work, double tolerance, int32_t limit, FitResult& r) {
   if (int32_t status = CheckFitPoints(d); status != Ok) return status;
-  if (!(tolerance > 0)) tolerance = kDefaultTolerance;  // NaN too
+  // A NaN is not at or below 0: it is used as given and the stopping tests
+  // decide (every comparison with it is false).
+  if (tolerance <= 0) tolerance = kDefaultTolerance;
   if (d.n == 2) return LineThroughTwoPoints(d, r);
   UserWeights<T> uw;
   if (int32_t status = fit::CheckFitWeights(d.w, d.n, uw); status != Ok) return status;

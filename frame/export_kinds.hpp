@@ -15,6 +15,10 @@ enum class Role : uint8_t {
   Out,      // array handle written by the call, emptied on failure
   InOut,    // array handle worked on in place, emptied on failure
   Scratch,  // 1-D workspace handle; may be null; empty after every call
+  // 1-D workspace handle that only some paths use; may be null. A path that
+  // uses it empties it before returning, every other path leaves it exactly
+  // as the caller passed it. The operation, not the boundary, empties it.
+  PathScratch,
   Value,    // scalar by value
   Ref,      // scalar input by reference
   Result,   // scalar output by reference; the failure NaN on failure
@@ -82,6 +86,11 @@ template <class T> using OutVector = arg::Kind<arg::Role::Out, arg::Shape::Vecto
 template <class T> using InOutMatrix = arg::Kind<arg::Role::InOut, arg::Shape::Matrix, T>;
 template <class T> using InOutVector = arg::Kind<arg::Role::InOut, arg::Shape::Vector, T>;
 template <class T> using Scratch = arg::Kind<arg::Role::Scratch, arg::Shape::Vector, T>;
+template <class T> using PathScratch = arg::Kind<arg::Role::PathScratch, arg::Shape::Vector, T>;
+// The float64 real workspace of the singular value kernel: only the complex
+// types use it, the real ones leave it as the caller passed it.
+template <class T>
+using KernelRealWork = std::conditional_t<is_complex_v<T>, Scratch<double>, PathScratch<double>>;
 template <class T> using Value = arg::Kind<arg::Role::Value, arg::Shape::Scalar, T>;
 template <class T> using Ref = arg::Kind<arg::Role::Ref, arg::Shape::Scalar, T>;
 template <class T> using Result = arg::Kind<arg::Role::Result, arg::Shape::Scalar, T>;

@@ -90,6 +90,7 @@ const char* role_name(arg::Role role) {
     case arg::Role::Out: return "out";
     case arg::Role::InOut: return "inout";
     case arg::Role::Scratch: return "scratch";
+    case arg::Role::PathScratch: return "scratch";  // the same to a caller: workspace it may pass null
     case arg::Role::Value: return "value";
     case arg::Role::Ref: return "ref";
     case arg::Role::Result: return "result";

@@ -280,6 +280,7 @@ void run(const uint8_t* data, std::size_t size) {
           }
           break;
         case Role::Scratch:
+        case Role::PathScratch:
           if (mode & 1) slots[i].handle = nullptr;
           else slots[i].handle = handle_for(host, a.kind.elem, Shape::Vector, dim(in), 0, 1, in);
           break;
@@ -336,6 +337,8 @@ void run(const uint8_t* data, std::size_t size) {
       if (a.kind.role == Role::In) {
         blocks[i] = *slots[i].handle;
         before[i] = contents(slots[i].handle, a.kind.shape, a.kind.elem);
+      } else if (a.kind.role == Role::PathScratch && slots[i].handle != nullptr) {
+        before[i] = contents(slots[i].handle, Shape::Vector, a.kind.elem);
       } else if (a.kind.role == Role::Ref) {
         before[i].assign(static_cast<unsigned char*>(slots[i].pointer),
                          static_cast<unsigned char*>(slots[i].pointer) + 16);
@@ -368,6 +371,11 @@ void run(const uint8_t* data, std::size_t size) {
           break;
         case Role::Scratch:
           if (h != nullptr && !is_empty(h, Shape::Vector)) broken(info.name, what + "scratch handle not emptied" + st);
+          break;
+        case Role::PathScratch:
+          // A path that uses it empties it; the others leave it as passed.
+          if (h != nullptr && !is_empty(h, Shape::Vector) && contents(h, Shape::Vector, a.kind.elem) != before[i])
+            broken(info.name, what + "scratch handle neither emptied nor left as passed" + st);
           break;
         case Role::Out:
         case Role::InOut:

@@ -15,12 +15,6 @@ namespace tarnx {
 
 namespace {
 
-// Only an exactly singular matrix is infinitely ill-conditioned: a quotient
-// or product that overflows stands for a finite, if huge, condition number.
-template <class R> R finite_or_largest(R v) {
-  return std::isinf(v) ? std::numeric_limits<R>::max() : v;
-}
-
 template <class T>
 int32_t two_norm_condition(const T* a, int32_t m, int32_t n, RealOf<T>* result,
                            Handle singular_values, Handle work, Handle real_work, Handle int_work) {
@@ -33,8 +27,9 @@ int32_t two_norm_condition(const T* a, int32_t m, int32_t n, RealOf<T>* result,
                                               int_work);
       status != Ok)
     return status;
-  *result = s[k - 1] == R(0) ? std::numeric_limits<R>::infinity()
-                             : finite_or_largest(s[0] / s[k - 1]);
+  // A quotient past the largest value overflows to +infinity like any other
+  // product of the working precision: the condition number is not representable.
+  *result = s[k - 1] == R(0) ? std::numeric_limits<R>::infinity() : s[0] / s[k - 1];
   return Ok;
 }
 
@@ -58,7 +53,7 @@ int32_t inverse_norm_condition(const T* a, int32_t n, int32_t type, RealOf<T>* r
     return Ok;
   }
   if (int32_t status = norm_of(c, &inverse_norm); status != Ok) return status;
-  *result = finite_or_largest(norm * inverse_norm);
+  *result = norm * inverse_norm;
   return Ok;
 }
 

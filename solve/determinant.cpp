@@ -97,9 +97,13 @@ template <class T> int32_t positive_definite_determinant(const T* a, int32_t n, 
   return Ok;
 }
 
-// Only ever reached through the export, whose boundary empties both scratch
-// handles on every return and writes the failure NaN on every failure.
+// Only ever reached through the export, whose boundary writes the failure NaN
+// on every failure. The positive definite path never touches the pivots;
+// every other way out empties both scratch handles.
 template <class T> int32_t Determinant(Handle a, int32_t matrix_type, T* det, Handle work, Handle pivots) {
+  const ScratchRelease<T> release_work(work);
+  const ScratchRelease<int32_t> release_pivots(
+      matrix_type == matrix_type::PositiveDefinite ? nullptr : pivots);
   const int32_t n = rows(a);
   if (n < 1 || cols(a) < 1) return EmptyInput;
   if (cols(a) != n) return NotSquare;

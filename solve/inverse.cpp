@@ -73,8 +73,10 @@ template <class T> int32_t InvertMatrix(Handle a, int32_t matrix_type, Handle wo
   const int32_t n = rows(a);
   // Only the row count is tested against 1: a matrix with rows but no
   // columns is not square rather than empty.
-  if (n < 1) return EmptyInput;
-  if (cols(a) != n) return NotSquare;
+  if (n < 1) return refuse_before_path<T>(EmptyInput, work, pivots);
+  if (cols(a) != n) return refuse_before_path<T>(NotSquare, work, pivots);
+  // Past here the general path empties the scratch handles itself; the
+  // others, a bad selector included, leave them as passed.
   T* data = matrix_data<T>(a);
   switch (matrix_type) {
     case matrix_type::General: return invertGeneral(data, n, work, pivots);

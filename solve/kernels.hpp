@@ -31,4 +31,14 @@ int32_t solveGeneral(const T* a, int32_t n, const T* b, int32_t k, T* x, Handle 
 // overwritten.
 template <class T> int32_t invertGeneral(T* a, int32_t n, Handle work, Handle pivots);
 
+// The inverse, the determinant and the linear systems own their work and
+// pivot handles path by path: a path that uses them empties them, a path
+// that does not leaves them exactly as passed. A call refused before any
+// path is chosen empties both, like every failed call.
+template <class T> int32_t refuse_before_path(int32_t status, Handle work, Handle pivots) {
+  release_scratch<T>(work);
+  release_scratch<int32_t>(pivots);
+  return status;
+}
+
 }  // namespace tarnx

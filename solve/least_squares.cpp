@@ -41,10 +41,13 @@ int32_t leastSquaresByPseudoInverse(const T* a, int32_t m, int32_t n, const T* b
   passes = std::clamp(passes, 1, 4);
   const int32_t r = std::min(m, n);
   const int64_t count = (static_cast<int64_t>(m) + n + k) * r + static_cast<int64_t>(m) * k;
-  if (solve_workspace == nullptr || singular_values == nullptr) return InternalError;
+  // The workspace is sized before the singular values' handle is looked at:
+  // a workspace that cannot be had is -20001 even when that handle is null.
+  if (solve_workspace == nullptr) return InternalError;
   if (count > kMaxCount) return OutOfMemory;
   if (int32_t status = ResizeVector<T>(solve_workspace, static_cast<int32_t>(count)); status != Ok)
     return status;
+  if (singular_values == nullptr) return InternalError;
   if (int32_t status = ResizeVector<R>(singular_values, r); status != Ok) return status;
   // Blocks of the workspace: U (m x r), V (n x r), the residual (m x k), the
   // coefficients (r x k), all row-major.

@@ -118,6 +118,9 @@ int32_t solve_triangular(const T* a, int32_t n, int32_t flag, const T* b, int32_
   return Ok;
 }
 
+// Each solver empties the scratch handles it uses; the positive definite and
+// triangular ones leave the pivots as passed, and a matrix type out of range
+// leaves both.
 template <class T>
 int32_t solveByMatrixType(const T* a, int32_t n, const T* b, int32_t k, int32_t matrix_type, T* x,
                           Handle workspace, Handle pivots) {
@@ -135,11 +138,12 @@ int32_t solveByMatrixType(const T* a, int32_t n, const T* b, int32_t k, int32_t 
 template <class T>
 int32_t LinearSystem(Handle a, Handle b, int32_t matrix_type, Handle x, Handle workspace, Handle pivots) {
   const int32_t n = rows(a);
-  if (n < 1) return EmptyInput;
-  if (cols(a) != n) return NotSquare;
-  if (length(b) != n) return SizeMismatch;
+  if (n < 1) return refuse_before_path<T>(EmptyInput, workspace, pivots);
+  if (cols(a) != n) return refuse_before_path<T>(NotSquare, workspace, pivots);
+  if (length(b) != n) return refuse_before_path<T>(SizeMismatch, workspace, pivots);
   T* out = nullptr;
-  if (int32_t status = ResizeVector<T>(x, n, &out); status != Ok) return status;
+  if (int32_t status = ResizeVector<T>(x, n, &out); status != Ok)
+    return refuse_before_path<T>(status, workspace, pivots);
   return solveByMatrixType(matrix_data<T>(a), n, vector_data<T>(b), 1, matrix_type, out, workspace,
                            pivots);
 }
@@ -148,11 +152,12 @@ template <class T>
 int32_t LinearSystemSet(Handle a, Handle b, int32_t matrix_type, Handle x, Handle workspace,
                         Handle pivots) {
   const int32_t n = rows(a), k = cols(b);
-  if (n < 1 || k < 1) return EmptyInput;
-  if (cols(a) != n) return NotSquare;
-  if (rows(b) != n) return SizeMismatch;
+  if (n < 1 || k < 1) return refuse_before_path<T>(EmptyInput, workspace, pivots);
+  if (cols(a) != n) return refuse_before_path<T>(NotSquare, workspace, pivots);
+  if (rows(b) != n) return refuse_before_path<T>(SizeMismatch, workspace, pivots);
   T* out = nullptr;
-  if (int32_t status = ResizeMatrix<T>(x, n, k, &out); status != Ok) return status;
+  if (int32_t status = ResizeMatrix<T>(x, n, k, &out); status != Ok)
+    return refuse_before_path<T>(status, workspace, pivots);
   return solveByMatrixType(matrix_data<T>(a), n, matrix_data<T>(b), k, matrix_type, out, workspace,
                            pivots);
 }

@@ -106,7 +106,7 @@ Plan plan_for(const ExportInfo& e) {
       if (token != ".") p.expected[i] = token;
     } else if (k.role == Role::Result) {
       if (token != ".") p.command.push_back(std::string(e.args[i].name) + "=" + token);
-    } else if (k.role != Role::Scratch) {
+    } else if (k.role != Role::Scratch && k.role != Role::PathScratch) {
       p.command.push_back(token == "." ? generic_value(k) : token);
     }
   }

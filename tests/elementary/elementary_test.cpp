@@ -44,7 +44,6 @@ float grouped_sum(const std::vector<float>& v) {
   if (rest >= 1) tail = v[full];
   if (rest >= 2) tail = v[full + 1] + tail;
   if (rest == 3) tail = tail + v[full + 2];
-  if (full == 0) return tail;
   const float grouped = (lane[0] + lane[2]) + (lane[1] + lane[3]);
   return rest ? grouped + tail : grouped;
 }
@@ -145,6 +144,17 @@ TYPED_TEST(ElementaryTest, TraceMeanAndRmsSumInTheirGrouping) {
     const R want_rms = R(std::sqrt(grouped_sum_of_squares(xv)) / std::sqrt(double(n)));
     ASSERT_EQ(A::rms(x, &rms), 0);
     EXPECT_TRUE(same_bits(rms, want_rms)) << "n = " << n;
+  }
+  // Every running sum starts at +0, so negative zeros alone sum to +0 in
+  // every type and every length, lanes or not.
+  T negative_zero(R(-0.0));
+  if constexpr (is_complex<T>) negative_zero = T(R(-0.0), R(-0.0));
+  for (int n : {1, 2, 3, 4, 5}) {
+    T mean(1);
+    ASSERT_EQ(A::mean(this->vec(std::vector<T>(n, negative_zero)), c_ptr(&mean)), 0);
+    EXPECT_FALSE(std::signbit(std::real(mean))) << "n = " << n;
+    EXPECT_FALSE(std::signbit(std::imag(mean))) << "n = " << n;
+    EXPECT_EQ(std::real(mean), 0);
   }
   R rms;
   ASSERT_EQ(A::rms(this->vec({T(3), T(4)}), &rms), 0);

@@ -236,6 +236,18 @@ TYPED_TEST(FactorizationsTest, SvdClosedFormsAndContract) {
     this->each_failed_resize(2, 4, [&](auto& m, auto& x) {
       return Factor<T>::svd(a, values_only, 1, m[0], x[0], m[1], x[1], x[2], x[3]);
     });
+  // The real workspace is the complex types' alone: a real type's call, even
+  // a failed one, hands it back exactly as it came.
+  for (int values_only : {0, 1}) {
+    H passed = this->host.template vector<double>({4.0, 5.0});
+    EXPECT_EQ(Factor<T>::svd(a, values_only, 0, u, s, v, w, passed, iw), 0);
+    EXPECT_EQ(vector_values<double>(passed), (is_complex<T> ? std::vector<double>{} : std::vector<double>{4, 5}));
+  }
+  if constexpr (!is_complex<T>) {
+    H passed = this->host.template vector<double>({4.0});
+    EXPECT_EQ(Factor<T>::svd(a, 0, 9, u, s, v, w, passed, iw), -20061);
+    EXPECT_EQ(vector_values<double>(passed), std::vector<double>{4});
+  }
   // U, S and V of the right shape are kept as they are.
   ASSERT_EQ(svd(a, 0, 0), 0);
   const int64_t fresh = this->resizes([&] { Factor<T>::svd(a, 0, 0, this->e(), this->e(), this->e(), w, rw, iw); });
@@ -462,7 +474,14 @@ TYPED_TEST(FactorizationsTest, QrClosedFormsAndContract) {
       return Factor<T>::qr(a, m[0], m[1], m[2], x[0], pivoting, 0, x[1], x[2]);
     });
   }
-  // The real workspace is needed only by complex pivoting.
+  // The real workspace is needed only by complex pivoting: every other call
+  // hands it back exactly as it came, pivoting's empty.
+  for (int pivoting : {0, 1}) {
+    H passed = this->host.template vector<double>({4.0, 5.0});
+    EXPECT_EQ(Factor<T>::qr(a, q, r, p, piv, pivoting, 0, w, passed), 0);
+    const bool used = is_complex<T> && pivoting != 0;
+    EXPECT_EQ(vector_values<double>(passed), (used ? std::vector<double>{} : std::vector<double>{4, 5}));
+  }
   EXPECT_EQ(Factor<T>::qr(a, q, r, p, piv, 0, 0, w, nullptr), 0);
   if constexpr (is_complex<T>) expect_failure(Factor<T>::qr(a, q, r, p, piv, 1, 0, w, nullptr), -20999);
   else EXPECT_EQ(Factor<T>::qr(a, q, r, p, piv, 1, 0, w, nullptr), 0);

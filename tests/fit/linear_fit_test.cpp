@@ -192,6 +192,19 @@ TYPED_TEST(LinearFitTest, IterationsStayWithinTheLimitAndResiduesAreHonest) {
       }
     }
   }
+  // A NaN tolerance or floor is not at or below 0, so it is no call for the
+  // default: every stopping comparison with it is false. Method 1 then stops
+  // after its first step, method 2 never sees convergence and runs out the limit.
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const std::vector<T> px{1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, py{1, 2.1, 2.9, 4.2, 5, 6.1, 6.8, 8.3, 9, 30};
+  this->tolerance_ = nan;
+  EXPECT_EQ(this->fit(py, px, {}, 1, 100).iterations, 1);
+  EXPECT_EQ(this->fit(py, px, {}, 2, 100).iterations, 100);
+  this->tolerance_ = 0;
+  EXPECT_LT(this->fit(py, px, {}, 2, 100).iterations, 100) << "the default does converge";
+  this->floor_ = nan;
+  EXPECT_EQ(this->fit(py, px, {}, 1, 100).iterations, 1);
+  this->floor_ = 0;
 }
 
 TYPED_TEST(LinearFitTest, WeightRules) {

@@ -96,11 +96,12 @@ TEST(FailureSweep, NullNeededScratchHandleIsAnInternalError) {
   int refused = 0, unneeded = 0;
   for (const tarnx::ExportInfo& info : tarnx::export_table()) {
     bool has_scratch = false;
-    for (const auto& a : info.args) has_scratch |= a.kind.role == Role::Scratch;
+    for (const auto& a : info.args)
+      has_scratch |= a.kind.role == Role::Scratch || a.kind.role == Role::PathScratch;
     if (!has_scratch) continue;
     const Baseline clean = run_clean(info);
     for (std::size_t i = 0; i < info.args.size(); ++i) {
-      if (info.args[i].kind.role != Role::Scratch) continue;
+      if (info.args[i].kind.role != Role::Scratch && info.args[i].kind.role != Role::PathScratch) continue;
       Host host;
       PreparedCall call(info, host);
       const std::vector<unsigned char> inputs = input_bytes(call);

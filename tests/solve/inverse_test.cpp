@@ -9,12 +9,22 @@ template <class T> class InverseTest : public SolveFixture<T> {
  protected:
   // Inverts `given` in place and returns the result; a failure must leave
   // the matrix 0 x 0.
+  // The general path empties both scratch handles, and so does a call
+  // refused before any path is chosen; every other path leaves them as passed.
   std::vector<T> inv(ZwArrayHandle a, int32_t type, int32_t want_status = 0) {
     const int32_t n = rows(a);
+    const bool refused_early = n < 1 || cols(a) != n;
+    this->work = this->vec({T(1), T(2)});
+    this->pivots = this->host.template vector<int32_t>({7});
     EXPECT_EQ(Solve<T>::inv(a, type, this->work, this->pivots), want_status);
     EXPECT_EQ(rows(a), want_status < 0 ? 0 : n);
     EXPECT_EQ(cols(a), want_status < 0 ? 0 : n);
-    this->expect_scratch_empty();
+    if (type == kGeneral || refused_early) {
+      this->expect_scratch_empty();
+    } else {
+      EXPECT_EQ(vector_values<T>(this->work), (std::vector<T>{T(1), T(2)}));
+      EXPECT_EQ(vector_values<int32_t>(this->pivots), std::vector<int32_t>{7});
+    }
     return want_status < 0 ? std::vector<T>{} : matrix_values<T>(a);
   }
 };

@@ -8,14 +8,18 @@ using namespace test;
 template <class T> class LinearSystemsTest : public SolveFixture<T> {
  protected:
   ZwArrayHandle x = this->vec({9});
-  // One right-hand side; a failure must leave X and the scratch empty.
+  // One right-hand side; a failure must leave X empty. The workspace comes
+  // back empty; the pivots too where the general solver used them, and as
+  // passed from the others.
   std::vector<T> solve(ZwArrayHandle a, ZwArrayHandle b, int32_t type, int32_t want_status = 0) {
+    const int32_t pivots_passed = length(this->pivots);
     EXPECT_EQ(Solve<T>::eq(a, b, type, x, this->work, this->pivots), want_status);
     if (want_status < 0) {
       EXPECT_EQ(length(x), 0);
       x = this->vec({9});
     }
-    this->expect_scratch_empty();
+    EXPECT_EQ(length(this->work), 0);
+    EXPECT_EQ(length(this->pivots), type == kGeneral ? 0 : pivots_passed);
     return want_status < 0 ? std::vector<T>{} : vector_values<T>(x);
   }
 };
@@ -67,9 +71,20 @@ TYPED_TEST(LinearSystemsTest, ChecksComeInTheirOrder) {
   for (int32_t type : {kGeneral, kPositiveDefinite, kLower, kUpper}) {
     EXPECT_EQ(Solve<T>::eq(with_nan, b, type, this->x, nullptr, nullptr), -20068);
     EXPECT_EQ(Solve<T>::eq(a, this->vec({1, nan, 3}), type, this->x, nullptr, nullptr), -20068);
-    EXPECT_EQ(Solve<T>::eq(a, b, type, this->x, nullptr, this->pivots), -20999);
-    EXPECT_EQ(length(this->pivots) + length(this->x), 0);
+    // Only the general solver has pivots to empty; the others never touch them.
+    ZwArrayHandle pivots = this->host.template vector<int32_t>({7});
+    EXPECT_EQ(Solve<T>::eq(a, b, type, this->x, nullptr, pivots), -20999);
+    EXPECT_EQ(length(this->x), 0);
+    EXPECT_EQ(vector_values<int32_t>(pivots), type == kGeneral ? std::vector<int32_t>{} : std::vector<int32_t>{7});
   }
+  // A matrix type out of range chooses no solver: both handles stay as passed,
+  // while a call refused before that empties them.
+  ZwArrayHandle work = this->vec({5}), pivots = this->host.template vector<int32_t>({7});
+  EXPECT_EQ(Solve<T>::eq(a, b, 4, this->x, work, pivots), -20061);
+  EXPECT_EQ(vector_values<T>(work), std::vector<T>{T(5)});
+  EXPECT_EQ(vector_values<int32_t>(pivots), std::vector<int32_t>{7});
+  EXPECT_EQ(Solve<T>::eq(a, this->vec({1}), 4, this->x, work, pivots), -20002);
+  EXPECT_EQ(length(work) + length(pivots), 0);
   EXPECT_EQ(Solve<T>::eq(a, b, kGeneral, this->x, this->work, nullptr), -20999);
   EXPECT_EQ(length(this->work) + length(this->x), 0);
 }

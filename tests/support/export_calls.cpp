@@ -112,10 +112,17 @@ bool known_status(int32_t s) {
   return false;
 }
 
+// The bytes of a vector block: its length, padding and elements.
+std::vector<unsigned char> vector_bytes(ZwArrayHandle h, Elem elem) {
+  const auto* p = static_cast<const unsigned char*>(static_cast<const void*>(*h));
+  return {p, p + vector_offset(elem) + element_size(elem) * static_cast<std::size_t>(length(h))};
+}
+
 PreparedCall::PreparedCall(const tarnx::ExportInfo& info, Host& host, int n)
     : info_(&info), address_(dlsym(library_handle(), std::string(info.name).c_str())) {
   slots_.resize(info.args.size());
   scalars_.resize(info.args.size());
+  passed_.resize(info.args.size());
   for (std::size_t i = 0; i < info.args.size(); ++i) {
     const auto& a = info.args[i];
     tarnx::ArgSlot& s = slots_[i];
@@ -127,6 +134,12 @@ PreparedCall::PreparedCall(const tarnx::ExportInfo& info, Host& host, int n)
       case Role::Out:
       case Role::Scratch:
         s.handle = host.empty();
+        break;
+      case Role::PathScratch:
+        // Not empty, so that a path that leaves it alone can be told from
+        // one that empties it.
+        s.handle = input_handle(host, Shape::Vector, a.kind.elem, 3);
+        passed_[i] = vector_bytes(s.handle, a.kind.elem);
         break;
       case Role::Value:
         std::memset(&s, 0, sizeof s);
@@ -177,6 +190,9 @@ std::string PreparedCall::broken_promise(int32_t status) const {
     const std::string what = std::string(info_->name) + " argument " + std::string(a.name);
     if (a.kind.role == Role::Scratch && slots_[i].handle != nullptr && length(slots_[i].handle) != 0)
       return what + ": scratch handle left with " + std::to_string(length(slots_[i].handle)) + " elements";
+    if (a.kind.role == Role::PathScratch && slots_[i].handle != nullptr && length(slots_[i].handle) != 0 &&
+        vector_bytes(slots_[i].handle, a.kind.elem) != passed_[i])
+      return what + ": scratch handle neither emptied nor left as passed";
     if (status >= 0) continue;
     if (a.kind.role == Role::Out || a.kind.role == Role::InOut) {
       ZwArrayHandle h = slots_[i].handle;

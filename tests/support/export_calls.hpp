@@ -22,8 +22,9 @@ class PreparedCall {
   std::vector<tarnx::ArgSlot>& slots() { return slots_; }
 
   // Checks what every call promises whatever its status: scratch handles
-  // empty, and after a failure every array output empty and every floating
-  // scalar result NaN. Returns a description of the first broken promise.
+  // empty (one that only some paths use: empty, or exactly as passed), and
+  // after a failure every array output empty and every floating scalar
+  // result NaN. Returns a description of the first broken promise.
   std::string broken_promise(int32_t status) const;
 
   // The bytes of every output and result, for comparing two calls.
@@ -34,6 +35,7 @@ class PreparedCall {
   void* address_;
   std::vector<tarnx::ArgSlot> slots_;
   std::vector<std::vector<unsigned char>> scalars_;  // storage for Ref and Result
+  std::vector<std::vector<unsigned char>> passed_;   // path scratch blocks as passed
 };
 
 // The library's handle from dlopen, for dlsym of exports.
