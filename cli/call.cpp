@@ -5,8 +5,10 @@
 #include <cstring>
 #include <filesystem>
 
+#include "cli/help.hpp"
 #include "cli/os.hpp"
 #include "cli/status_text.hpp"
+#include "frame/status.hpp"
 #include "zwrt.h"
 
 namespace tarnx::cli {
@@ -29,14 +31,27 @@ std::string library_path(const std::string& option) {
   if (!option.empty()) return option;
   std::string from_env = os::env("TARNX_LIB");
   if (!from_env.empty()) return from_env;
-  return (std::filesystem::path(os::executable_dir()) / "../lib/TARNX_LINALG.so").lexically_normal().string();
+  // The build tree's lib/ beside bin/, else the installed library's folder.
+  const std::filesystem::path here(os::executable_dir());
+  const std::filesystem::path built = (here / "../lib/TARNX_LINALG.so").lexically_normal();
+#ifdef TARNX_INSTALLED_MODULES
+  const std::filesystem::path installed = (here / TARNX_INSTALLED_MODULES / "TARNX_LINALG.so").lexically_normal();
+  std::error_code ec;
+  if (!std::filesystem::exists(built, ec) && std::filesystem::exists(installed, ec)) return installed.string();
+#endif
+  return built.string();
 }
 
 Library load_library(const std::string& path) {
   std::string error;
   void* module = os::open_library(path, &error);
   if (module == nullptr) throw Bad("cannot load the library: " + error);
-  return Library{path, module};
+  // Any shared object loads; one that has none of the table's exports is not
+  // this library, whatever its name, and nothing later should read it as an
+  // older one.
+  for (const ExportInfo& e : export_table())
+    if (os::find_symbol(module, std::string(e.name).c_str()) != nullptr) return Library{path, module};
+  throw Bad(path + " is not TARNX_LINALG: it has none of its exports");
 }
 
 const ExportInfo& lookup_export(const std::string& name) {
@@ -48,8 +63,17 @@ const ExportInfo& lookup_export(const std::string& name) {
   throw Bad("unknown export '" + name + "'; 'tarnx list' shows them all");
 }
 
-std::string status_line(int32_t status) {
-  return "status " + std::to_string(status) + ": " + status_meaning(status) + "\n";
+std::string status_line(int32_t status, const std::vector<std::string>& null_scratch) {
+  std::string line = "status " + std::to_string(status) + ": " + status_meaning(status);
+  // A null workspace is the one cause of -20999 a caller makes on purpose;
+  // say so rather than leave it looking like a fault in the library.
+  if (status == InternalError && !null_scratch.empty()) {
+    line += ": scratch handle";
+    line += null_scratch.size() == 1 ? " " : "s ";
+    for (std::size_t i = 0; i < null_scratch.size(); ++i) line += (i > 0 ? ", " : "") + null_scratch[i];
+    line += null_scratch.size() == 1 ? " was null" : " were null";
+  }
+  return line + "\n";
 }
 
 Call::Call(const ExportInfo& info, void* function)
@@ -70,7 +94,7 @@ void Call::bind(const std::vector<std::string>& words, TextStore& store, bool* s
   const std::size_t n = info_.args.size();
   std::vector<const std::string*> given(n, nullptr);
   std::vector<std::string> named_values;
-  named_values.reserve(words.size());
+  named_values.reserve(words.size() + n);  // `given` points into it
   std::vector<const std::string*> positional;
   std::vector<bool> null_scratch(n, false);
 
@@ -91,6 +115,7 @@ void Call::bind(const std::vector<std::string>& words, TextStore& store, bool* s
     // is always there, as the host always passes one.
     if (is_scratch(a.kind.role) && std::string_view(w).substr(eq + 1) == "null") {
       null_scratch[index] = true;
+      null_scratch_.emplace_back(a.name);
       continue;
     }
     if (a.kind.role == Role::Out || is_scratch(a.kind.role))
@@ -107,6 +132,15 @@ void Call::bind(const std::vector<std::string>& words, TextStore& store, bool* s
   std::size_t wanted = 0;
   for (std::size_t i = 0; i < n; ++i)
     if (is_input(info_.args[i].kind.role) && given[i] == nullptr) ++wanted;
+  // Trailing selectors left out take their usual value (matrixType 0, ...).
+  for (std::size_t i = n; i-- > 0 && positional.size() < wanted;) {
+    if (!is_input(info_.args[i].kind.role) || given[i] != nullptr) continue;
+    const auto fallback = default_value(info_.name, info_.args[i].name);
+    if (!fallback) break;
+    named_values.emplace_back(*fallback);
+    given[i] = &named_values.back();
+    --wanted;
+  }
   if (positional.size() != wanted) {
     std::size_t inputs = 0;
     for (const ExportArg& a : info_.args) inputs += is_input(a.kind.role);
@@ -232,7 +266,7 @@ std::string Call::show_outputs(const Format& f) const {
     if (!is_output(info_.args[i].kind.role)) continue;
     if (!args_[i].file.empty()) {
       const View v = view(i);
-      write_file(args_[i].file, v);
+      write_file(args_[i].file, v, f.digits);
       out += f.indent + describe(info_.args[i].name, v) + " -> " + args_[i].file + "\n";
     } else {
       out += show(i, f);

@@ -66,6 +66,8 @@ class Call {
   std::string show_outputs(const Format& f) const;
 
   const ExportInfo& info() const { return info_; }
+  // The scratch arguments given as NAME=null.
+  const std::vector<std::string>& null_scratch() const { return null_scratch_; }
 
  private:
   struct Arg {
@@ -81,8 +83,10 @@ class Call {
   void* function_;
   std::vector<Arg> args_;
   std::vector<ZwArrayHandle> owned_;
+  std::vector<std::string> null_scratch_;
 };
 
-std::string status_line(int32_t status);
+// "status -20041: matrix singular"; a -20999 with null scratch handles names them.
+std::string status_line(int32_t status, const std::vector<std::string>& null_scratch = {});
 
 }  // namespace tarnx::cli

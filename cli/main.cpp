@@ -11,7 +11,9 @@
 
 #include "cli/call.hpp"
 #include "cli/demo.hpp"
+#include "cli/help.hpp"
 #include "cli/os.hpp"
+#include "cli/version.hpp"
 
 namespace tarnx::cli {
 namespace {
@@ -28,13 +30,14 @@ const char* const usage =
     "  call [OPTIONS] EXPORT INPUT...\n"
     "                            run one export; outputs, scratch handles and scalar\n"
     "                            results are made for you\n"
-    "  help                      this text\n"
+    "  help [EXPORT]             this text, or one export's arguments and statuses\n"
+    "  --version                 versions of tarnx and the library, and the core in use\n"
     "\n"
     "inputs, one per input argument in order (or NAME=INPUT, by argument name):\n"
     "  '[1 2; 3 4]'              inline; rows end at ';', complex as 1+2i or -0.5i\n"
     "  FILE                      Matrix Market (.mtx) or rows of whitespace-separated values\n"
     "  -                         standard input (for one argument)\n"
-    "  3, -1.5, 2-1i             scalars\n"
+    "  3, -1.5, 2-1i             scalars; trailing selectors may be left out (see list)\n"
     "  NAME=VALUE                for a scalar result: the value it holds going in\n"
     "  NAME=null                 passes no handle for the scratch argument NAME\n"
     "\n"
@@ -43,7 +46,7 @@ const char* const usage =
     "  -o NAME=FILE              write output NAME to FILE\n"
     "  --digits N                print N significant digits (default: exact round-trip)\n"
     "\n"
-    "The library is --lib PATH, else $TARNX_LIB, else ../lib/TARNX_LINALG.so beside tarnx.\n"
+    "The library is --lib PATH, else $TARNX_LIB, else the one built or installed with tarnx.\n"
     "Exit code: 0 for a status >= 0, 1 for a negative status, 2 for bad input.\n";
 
 void print(const std::string& s) { std::fwrite(s.data(), 1, s.size(), stdout); }
@@ -52,32 +55,18 @@ bool matches(std::string_view name, std::string_view pattern) {
   return lower_case(name).find(lower_case(pattern)) != std::string::npos;
 }
 
-std::string signature(const ExportInfo& e) {
-  std::string s(e.name);
-  s += '(';
-  for (std::size_t i = 0; i < e.args.size(); ++i) {
-    const arg::Desc k = e.args[i].kind;
-    if (i > 0) s += ", ";
-    s += std::string(e.args[i].name) + ": " + role_name(k.role) + ' ' + elem_name(k.elem);
-    if (k.shape == arg::Shape::Matrix) s += " matrix";
-    if (k.shape == arg::Shape::Vector) s += " vector";
-  }
-  return s + ')';
-}
-
 int list(const std::vector<std::string>& words, const std::string& lib_option) {
   if (words.size() > 1) throw Bad("list takes at most one pattern");
   const std::string pattern = words.empty() ? "" : words[0];
-  // The list comes from the table alone; the library, when it loads, only
-  // tells which exports it does not have yet.
-  std::string error;
-  void* module = os::open_library(library_path(lib_option), &error);
+  // The list comes from the table; the library tells which exports it does
+  // not have yet, so one that cannot be loaded is an error here as anywhere.
+  void* module = load_library(library_path(lib_option)).module;
   std::string out;
   int shown = 0;
   for (const ExportInfo& e : export_table()) {
     if (!matches(e.name, pattern)) continue;
     out += signature(e);
-    if (module != nullptr && os::find_symbol(module, std::string(e.name).c_str()) == nullptr)
+    if (os::find_symbol(module, std::string(e.name).c_str()) == nullptr)
       out += "  [not in the loaded library]";
     out += '\n';
     ++shown;
@@ -134,7 +123,7 @@ int call(const std::vector<std::string>& words, std::string lib_option) {
   c.bind(inputs, store, &stdin_used);
   c.route_outputs(files);
   const int32_t status = c.run();
-  print(status_line(status));
+  print(status_line(status, c.null_scratch()));
   print(c.show_outputs(format));
   return status < 0 ? kFailedCall : 0;
 }
@@ -151,8 +140,16 @@ int run(int argc, char** argv) {
   const std::string command = i < words.size() ? words[i] : "demo";
   const std::vector<std::string> rest(words.begin() + static_cast<std::ptrdiff_t>(std::min(i + 1, words.size())),
                                       words.end());
+  // A library named on the command line must load whatever the command.
+  if (!lib_option.empty()) load_library(lib_option);
+  if (command == "--version" || command == "version") {
+    if (!rest.empty()) throw Bad("--version takes no arguments");
+    print(version_report(load_library(library_path(lib_option))));
+    return 0;
+  }
   if (command == "help" || command == "--help" || command == "-h") {
-    print(usage);
+    if (rest.size() > 1) throw Bad("help takes at most one export name");
+    print(rest.empty() ? std::string(usage) : export_help(lookup_export(rest[0])));
     return 0;
   }
   if (command == "demo") {

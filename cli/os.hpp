@@ -13,6 +13,18 @@ std::string executable_dir();
 void* open_library(const std::string& path, std::string* error);
 void* find_symbol(void* library, const char* name);
 
+// The full path of a loaded module (a dlopen handle), or empty.
+std::string module_path(void* module);
+// The version an object records in its "TARNX" version note, or empty.
+std::string version_note(void* module);
+// The full path of an already loaded object whose file name is `file_name`,
+// or empty; nothing is loaded.
+std::string loaded_object_path(const std::string& file_name);
+// A symbol of the loaded object at `path` or of its dependencies, and the
+// path of the object that defines it; null and empty when absent. Nothing is
+// loaded.
+void* symbol_in_loaded(const std::string& path, const char* name, std::string* defined_in);
+
 // The value of an environment variable, or empty.
 std::string env(const char* name);
 

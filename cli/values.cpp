@@ -362,6 +362,10 @@ void parse_cell(const Cell& c, Elem elem, void* out) {
 // ---- printing --------------------------------------------------------------
 
 template <class R> std::string format_real(R v, int digits) {
+  // One spelling for every NaN: the sign and payload of a NaN carry nothing
+  // a reader of the output needs, and "-nan" beside "nan" looks like two
+  // different results.
+  if (std::isnan(v)) return "nan";
   char buf[64];
   auto r = digits > 0 ? std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general, digits)
                       : std::to_chars(buf, buf + sizeof buf, v, std::chars_format::general);
@@ -370,7 +374,7 @@ template <class R> std::string format_real(R v, int digits) {
 
 template <class R> std::string format_complex(std::complex<R> v, int digits) {
   std::string s = format_real(v.real(), digits);
-  s += std::signbit(v.imag()) ? '-' : '+';
+  s += std::signbit(v.imag()) && !std::isnan(v.imag()) ? '-' : '+';
   s += format_real(std::fabs(v.imag()), digits);
   s += 'i';
   return s;
@@ -508,7 +512,7 @@ std::string describe(std::string_view name, const View& v) {
   return s;
 }
 
-void write_file(const std::string& path, const View& v) {
+void write_file(const std::string& path, const View& v, int digits) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   if (!out) throw Bad("cannot write " + quoted(path) + ": " + std::strerror(errno));
   const bool vector = v.shape == arg::Shape::Vector;
@@ -521,7 +525,7 @@ void write_file(const std::string& path, const View& v) {
         << rows << ' ' << cols << '\n';
     for (int32_t j = 0; j < cols; ++j)
       for (int32_t i = 0; i < rows; ++i) {
-        std::string t = format_element(v.elem, v.data, static_cast<std::size_t>(i) * cols + j, 0);
+        std::string t = format_element(v.elem, v.data, static_cast<std::size_t>(i) * cols + j, digits);
         if (complex) {
           // "re+imi" becomes "re im": the sign of the imaginary part stays.
           std::string_view re, im;
@@ -531,7 +535,7 @@ void write_file(const std::string& path, const View& v) {
         out << t << '\n';
       }
   } else {
-    out << format_rows(v, 0, "");
+    out << format_rows(v, digits, "");
   }
   if (!out) throw Bad("cannot write " + quoted(path) + ": " + std::strerror(errno));
 }

@@ -67,7 +67,8 @@ std::string describe(std::string_view name, const View& v);
 // ASCII lower case, for names and keywords compared without case.
 std::string lower_case(std::string_view s);
 
-// Writes a view to a file: Matrix Market for a .mtx name, else plain rows.
-void write_file(const std::string& path, const View& v);
+// Writes a view to a file: Matrix Market for a .mtx name, else plain rows;
+// digits as for format_element.
+void write_file(const std::string& path, const View& v, int digits);
 
 }  // namespace tarnx::cli

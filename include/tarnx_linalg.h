@@ -16,6 +16,15 @@
 #ifndef TARNX_LINALG_H
 #define TARNX_LINALG_H
 
+/* The library's version; the build takes its own version from these lines.
+ * TARNX_LINALG_VERSION orders releases: major * 10000 + minor * 100 + patch. */
+#define TARNX_LINALG_VERSION_MAJOR 1
+#define TARNX_LINALG_VERSION_MINOR 0
+#define TARNX_LINALG_VERSION_PATCH 0
+#define TARNX_LINALG_VERSION_STRING "1.0.0"
+#define TARNX_LINALG_VERSION \
+  (TARNX_LINALG_VERSION_MAJOR * 10000 + TARNX_LINALG_VERSION_MINOR * 100 + TARNX_LINALG_VERSION_PATCH)
+
 #include <stddef.h>
 #include <stdint.h>
 

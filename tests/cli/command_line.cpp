@@ -3,8 +3,13 @@
 // output formats read and written as documented.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
 #include "cli/run_tarnx.hpp"
 #include "frame/export_table.hpp"
+#include "include/tarnx_linalg.h"
 
 namespace {
 
@@ -41,6 +46,9 @@ std::vector<BadCase> bad_cases() {
   const std::string outside =
       temp_file("outside.mtx", "%%MatrixMarket matrix coordinate real general\n2 2 1\n3 1 5\n");
   const std::string bad_number = temp_file("number.txt", "1 2\n# comment\n3 4..5\n");
+  // A shared object that loads but is not the library: the host stand-in.
+  const std::string not_library =
+      (std::filesystem::path(TARNX_CLI).parent_path() / "../lib/zwrt.so").lexically_normal().string();
   return {
       {"unknown export", {"call", "dNoSuchH", "[1]"}, "unknown export 'dNoSuchH'"},
       {"export in the wrong case", {"call", "dmtrxmulh"}, "did you mean 'dMtrxMulH'"},
@@ -66,6 +74,15 @@ std::vector<BadCase> bad_cases() {
       {"unknown command", {"frobnicate"}, "unknown command 'frobnicate'"},
       {"library missing", {"--lib", "/nonexistent/TARNX_LINALG.so", "call", "dMtrxMulH", "[1]", "[1]"},
        "cannot load the library"},
+      {"library missing for list", {"--lib", "/nonexistent/TARNX_LINALG.so", "list"}, "cannot load the library"},
+      {"library missing for help", {"--lib", "/nonexistent/TARNX_LINALG.so", "help"}, "cannot load the library"},
+      {"library missing for version", {"--lib", "/nonexistent/TARNX_LINALG.so", "--version"},
+       "cannot load the library"},
+      {"not the library", {"--lib", not_library, "call", "dMtrxMulH", "[1]", "[1]"},
+       "is not TARNX_LINALG: it has none of its exports"},
+      {"not the library for list", {"--lib", not_library, "list"}, "is not TARNX_LINALG"},
+      {"help on an unknown export", {"help", "dNoSuchH"}, "unknown export 'dNoSuchH'"},
+      {"a selector without a default", {"call", "dSpecialMtrxH"}, "takes 4 inputs"},
   };
 }
 
@@ -162,6 +179,81 @@ TEST(CommandLine, DemoRunsEveryStepOrSaysWhyNot) {
     EXPECT_TRUE(ran != absent) << step;
   }
   EXPECT_NE(o.out.find("C: float64 matrix, 2 x 2\n      19  22\n      43  50\n"), std::string::npos) << o.out;
+}
+
+TEST(CommandLine, EveryNaNPrintsTheSameWay) {
+  // A transpose copies the bits, so both NaN signs reach the output.
+  const auto o = run_tarnx({"call", "dTransposeH", "[-nan nan]"});
+  ASSERT_EQ(o.exit_code, 0) << o.err;
+  EXPECT_EQ(o.out, "status 0: success\nB: float64 matrix, 2 x 1\n  nan\n  nan\n");
+  const auto z = run_tarnx({"call", "zTransposeH", "[-nan-nani]"});
+  EXPECT_EQ(lines_of(z.out).at(2), "  nan+nani");
+}
+
+TEST(CommandLine, DigitsApplyToOutputFiles) {
+  const std::string txt = temp_file("digits.txt", "");
+  const std::string mtx = temp_file("digits.mtx", "");
+  const auto o = run_tarnx({"call", "--digits", "3", "-o", txt, "dMtrxMulH", "[0.1 0.333333]", "[1 0; 0 1]"});
+  ASSERT_EQ(o.exit_code, 0) << o.err;
+  const auto m = run_tarnx({"call", "--digits", "3", "-o", mtx, "dMtrxMulH", "[0.1 0.333333]", "[1 0; 0 1]"});
+  ASSERT_EQ(m.exit_code, 0) << m.err;
+  auto read = [](const std::string& path) {
+    std::ifstream in(path);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+  };
+  EXPECT_EQ(read(txt), "0.1  0.333\n");
+  EXPECT_EQ(read(mtx), "%%MatrixMarket matrix array real general\n1 2\n0.1\n0.333\n");
+}
+
+TEST(CommandLine, NullScratchStatusNamesTheHandle) {
+  const auto o = run_tarnx({"call", "dLinEqH", "[4 1; 1 3]", "[1 2]", "0", "pivots=null"});
+  EXPECT_EQ(o.exit_code, 1) << o.err;
+  EXPECT_EQ(lines_of(o.out).at(0), "status -20999: internal error: scratch handle pivots was null");
+}
+
+TEST(CommandLine, TrailingSelectorsTakeTheirDefault) {
+  // matrixType left out is 0, a general matrix: the same solution as given.
+  const auto o = run_tarnx({"call", "dLinEqH", "[4 -2 1; -2 4 -2; 1 -2 4]", "[11 -16 17]"});
+  ASSERT_EQ(o.exit_code, 0) << o.err;
+  EXPECT_EQ(o.out, "status 0: success\nX: float64 vector, length 3\n  1  -2  3\n");
+  // QR's pivoting and mode both left out: no pivoting, full Q.
+  const auto q = run_tarnx({"call", "dQRH", "[3 0; 4 5]"});
+  ASSERT_EQ(q.exit_code, 0) << q.err;
+  EXPECT_NE(q.out.find("Q: float64 matrix, 2 x 2"), std::string::npos) << q.out;
+  EXPECT_NE(q.out.find("P: int32 matrix, 0 x 0"), std::string::npos) << q.out;
+  const auto list = run_tarnx({"list", "dLinEqH"});
+  EXPECT_NE(list.out.find("matrixType: value int32 = 0,"), std::string::npos) << list.out;
+}
+
+TEST(CommandLine, HelpDescribesArgumentsAndStatuses) {
+  const auto o = run_tarnx({"help", "zLinEqH"});
+  ASSERT_EQ(o.exit_code, 0) << o.err;
+  for (const char* part : {"matrixType: value int32 - scalar by value\n",
+                           "0 general (LU), 1 symmetric/Hermitian positive definite",
+                           "default 0 when left out", "pivots: scratch int32 vector - workspace",
+                           "statuses:\n  0: success\n  -20003: empty input\n", "-20041: matrix singular\n",
+                           "-20071: not positive definite\n"})
+    EXPECT_NE(o.out.find(part), std::string::npos) << part << "\n" << o.out;
+  // Every export has its statuses listed.
+  for (const tarnx::ExportInfo& e : tarnx::export_table()) {
+    if (e.name.starts_with("SetZWRT")) continue;
+    const auto h = run_tarnx({"help", std::string(e.name)});
+    EXPECT_NE(h.out.find("statuses:"), std::string::npos) << e.name;
+  }
+}
+
+TEST(CommandLine, VersionNamesLibraryAndCore) {
+  const auto o = run_tarnx({"--version"});
+  ASSERT_EQ(o.exit_code, 0) << o.err;
+  const auto lines = lines_of(o.out);
+  ASSERT_GE(lines.size(), 3u) << o.out;
+  EXPECT_EQ(lines[0], "tarnx " TARNX_LINALG_VERSION_STRING);
+  EXPECT_EQ(lines[1].rfind("library " TARNX_LINALG_VERSION_STRING "  /", 0), 0u) << lines[1];
+  EXPECT_TRUE(lines[1].ends_with("/TARNX_LINALG.so")) << lines[1];
+  EXPECT_EQ(lines[2].rfind("core    /", 0), 0u) << lines[2];
+  EXPECT_TRUE(lines[2].ends_with("/tarnx_core_140000.so")) << lines[2];
 }
 
 }  // namespace

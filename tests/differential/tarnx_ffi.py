@@ -40,7 +40,8 @@ CTYPES = {
 READ_BACK = ("out", "inout", "result", "update")
 
 _SIGNATURE = re.compile(r"^(\w+)\((.*)\)$")
-_ARGUMENT = re.compile(r"^(\w+): (\w+) (\w+)(?: (matrix|vector))?$")
+# An input's default, when `tarnx list` shows one (" = 0"), is not needed here.
+_ARGUMENT = re.compile(r"^(\w+): (\w+) (\w+)(?: (matrix|vector))?(?: = \S+)?$")
 
 
 class Arg:
