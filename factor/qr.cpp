@@ -37,7 +37,7 @@ inline bool shape_of(int32_t mode, int32_t m, int32_t n, QRShape* shape) {
 // Checks shared by both routes, in their order.
 template <class T> int32_t check_input(const T* a, int32_t m, int32_t n, int32_t mode, QRShape* shape) {
   if (m < 1 || n < 1) return EmptyInput;
-  if (HasNonFinite(a, m * n)) return NotFinite;
+  if (HasNonFinite(a, element_count(m, n))) return NotFinite;
   if (!shape_of(mode, m, n, shape)) return SelectorOutOfRange;
   return Ok;
 }

@@ -47,7 +47,7 @@ int32_t SingularValueKernel(const T* a, int32_t m, int32_t n, T* u, RealOf<T>* s
   if ((job != 'N' && job != 'S' && job != 'A') || a == nullptr || s == nullptr ||
       (vectors && (u == nullptr || v == nullptr)))
     return InternalError;
-  if (HasNonFinite(a, m * n)) return NotFinite;
+  if (HasNonFinite(a, element_count(m, n))) return NotFinite;
 
   const int32_t k = std::min(m, n);
   // Columns of the core's left factor (rows of our V^T) and the leading
