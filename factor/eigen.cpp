@@ -60,7 +60,7 @@ int32_t GeneralEigen(const T* a, int32_t n, ComplexOf<T>* values, ComplexOf<T>* 
   R* rwork = nullptr;
   if constexpr (is_complex_v<T>) {
     if (real_work == nullptr) return InternalError;
-    if (ResizeVector<R>(real_work, 2 * n, &rwork) != Ok) return OutOfMemory;
+    if (ResizeVector<R>(real_work, 2 * int64_t{n}, &rwork) != Ok) return OutOfMemory;
   }
   // Work layout: the copy, for real types WR and WI, VL when wanted, WORK.
   const int64_t wr_wi = is_complex_v<T> ? 0 : 2 * static_cast<int64_t>(n);

@@ -161,7 +161,7 @@ int32_t QRPivot(const T* a, int32_t m, int32_t n, T* q, T* r, int32_t* p, int32_
   if (count < 0 || ResizeVector<T>(work, count) != Ok) return OutOfMemory;
   if constexpr (is_complex_v<T>) {
     if (real_work == nullptr) return InternalError;
-    if (ResizeVector<double>(real_work, 2 * n) != Ok) return OutOfMemory;
+    if (ResizeVector<double>(real_work, 2 * int64_t{n}) != Ok) return OutOfMemory;
   }
   // Every resize is done: the blocks stay where they are from here on.
   T* const buffer = vector_data<T>(work);

@@ -104,7 +104,7 @@ int32_t solve_triangular(const T* a, int32_t n, int32_t flag, const T* b, int32_
   if (triangle_has_non_finite(a, n, lower) || HasNonFinite(b, element_count(n, k)) != 0) return NotFinite;
   if (workspace == nullptr) return InternalError;
   T* w = nullptr;
-  if (int32_t status = ResizeVector<T>(workspace, n * k, &w); status != Ok) return status;
+  if (int32_t status = ResizeVector<T>(workspace, element_count(n, k), &w); status != Ok) return status;
   ToColumnMajor(b, n, k, w);
   // A is handed over as it lies: the core sees its transpose and is asked to
   // solve with the transpose of that, which is A X = B. So our lower
