@@ -23,6 +23,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -287,7 +288,8 @@ void run(const uint8_t* data, std::size_t size) {
             // A valid block long on one side only: exports that multiply two
             // sizes meet products past int32 from small inputs.
             const int side = kLongSides[in.byte() % (sizeof kLongSides / sizeof kLongSides[0])];
-            const bool row = mode & 1;
+            // Odd modes make a matrix one row long; a vector is long either way.
+            const bool row = (mode & 1) && a.kind.shape == Shape::Matrix;
             slots[i].handle = handle_for(host, a.kind.elem, a.kind.shape, row ? 1 : side, row ? side : 1, 0, in);
             break;
           }
@@ -432,12 +434,16 @@ void write_seed(const std::string& dir, std::string_view name, const std::vector
 
 // For every export with two array inputs or with size arguments, seeds whose
 // sizes multiply past int32: the first two array inputs become thin blocks
-// long on one side (each pair of orientations), a later input-output starts
+// long on one side (three pairs of orientations), a later input-output starts
 // empty so that it is created from the sizes, and the sizes M, N and size
 // take the same long values, K 1. Every other argument keeps its well-formed
 // value.
 void write_long_seeds(const std::string& dir, const tarnx::ExportInfo& info) {
-  constexpr std::pair<int32_t, int32_t> kPairs[] = {{65536, 65537}, {65535, 65537}, {65536, 65536}, {46341, 46341}};
+  constexpr std::pair<int32_t, int32_t> kPairs[] = {{65536, 65537}, {65536, 65536}, {46341, 46341}};
+  // Both columns (rows of C wrap in a Kronecker product), column and row
+  // (the m x n of an outer or matrix product), both rows (columns wrap).
+  constexpr int kOrientations[] = {0, 2, 3};
+  std::set<std::vector<uint8_t>> written;
   auto side_byte = [](int32_t side) {
     for (std::size_t i = 0; i < sizeof kLongSides / sizeof kLongSides[0]; ++i)
       if (kLongSides[i] == side) return uint8_t(i);
@@ -445,14 +451,15 @@ void write_long_seeds(const std::string& dir, const tarnx::ExportInfo& info) {
   };
   int seed = 0;
   for (const auto& [first, second] : kPairs)
-    for (int orientation = 0; orientation < 4; ++orientation) {
+    for (const int orientation : kOrientations) {
       std::vector<uint8_t> args;
       int arrays = 0, sizes = 0;
       for (const auto& a : info.args) {
         const bool array_input = a.kind.role == Role::In || a.kind.role == Role::InOut;
         if (array_input && arrays < 2) {
           const int32_t side = arrays == 0 ? first : second;
-          args.push_back(uint8_t(kLongMode | ((orientation >> arrays) & 1)));
+          const bool row = a.kind.shape == Shape::Matrix && ((orientation >> arrays) & 1);
+          args.push_back(uint8_t(kLongMode | row));
           args.push_back(side_byte(side));
           ++arrays;
         } else if (a.kind.role == Role::InOut) {
@@ -467,7 +474,8 @@ void write_long_seeds(const std::string& dir, const tarnx::ExportInfo& info) {
         }
       }
       if (arrays < 2 && sizes == 0) return;
-      write_seed(dir, info.name, args, "-long-" + std::to_string(seed++));
+      // Vectors have no orientation: their seeds would repeat.
+      if (written.insert(args).second) write_seed(dir, info.name, args, "-long-" + std::to_string(seed++));
     }
 }
 
