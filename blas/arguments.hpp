@@ -10,7 +10,6 @@
 // column-major caller is held to the same rule.
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 
 #include "frame/cblas_values.hpp"
 #include "frame/handle.hpp"
@@ -76,22 +75,11 @@ inline bool strided_fits(int32_t length, int32_t offset, int32_t inc, int32_t n)
          static_cast<int64_t>(n) - 1;
 }
 
-// An empty output is created big enough for the whole operand. Sizes past
-// int32 are refused like any other size the host cannot give.
-template <class T> int32_t CreateMatrix(Handle h, int64_t r, int64_t c) {
-  constexpr int64_t limit = std::numeric_limits<int32_t>::max();
-  if (r > limit || c > limit) return OutOfMemory;
-  return ResizeMatrix<T>(h, static_cast<int32_t>(r), static_cast<int32_t>(c));
-}
-template <class T> int32_t CreateVector(Handle h, int64_t n) {
-  if (n > std::numeric_limits<int32_t>::max()) return OutOfMemory;
-  return ResizeVector<T>(h, static_cast<int32_t>(n));
-}
-
 // The output of a matrix product, checked once M and N are known good: its
 // offsets, its creation when empty (sized to hold the M x N result at the
 // offsets; beta then scales nothing and is forced to 0, ldc becomes the
-// created width), and the result inside it.
+// created width), and the result inside it. Sizes past int32 are refused by
+// the resize like any other size the host cannot give.
 template <class T>
 int32_t check_output_matrix(Handle c, int32_t m, int32_t n, int32_t cr, int32_t cc, int32_t& ldc,
                             T& beta) {
@@ -99,7 +87,7 @@ int32_t check_output_matrix(Handle c, int32_t m, int32_t n, int32_t cr, int32_t 
     return OffsetOutOfRange;
   if (empty_shape(c)) {
     const int64_t width = ldc >= 1 ? ldc : static_cast<int64_t>(n) + cc;
-    if (int32_t status = CreateMatrix<T>(c, static_cast<int64_t>(m) + cr, width); status != Ok)
+    if (int32_t status = ResizeMatrix<T>(c, int64_t{m} + cr, width); status != Ok)
       return status;
     ldc = cols(c);
     beta = T(0);
@@ -114,7 +102,7 @@ template <class T>
 int32_t check_output_vector(Handle y, int32_t n, int32_t yo, int32_t incy, T& beta) {
   if (yo < 0) return OffsetOutOfRange;
   if (length(y) == 0) {
-    if (int32_t status = CreateVector<T>(y, magnitude(incy) * (n - 1) + 1 + yo); status != Ok)
+    if (int32_t status = ResizeVector<T>(y, magnitude(incy) * (n - 1) + 1 + yo); status != Ok)
       return status;
     beta = T(0);
   }

@@ -41,7 +41,7 @@ template <class T>
 int32_t GeneralEigen(const T* a, int32_t n, ComplexOf<T>* values, ComplexOf<T>* vectors,
                      Handle work, Handle real_work) {
   using R = RealOf<T>;
-  if (HasNonFinite(a, n * n)) return NotFinite;
+  if (HasNonFinite(a, element_count(n, n))) return NotFinite;
   const char* jobvl = vectors != nullptr ? "V" : "N";
   int info = 0, lwork = -1;
   T query{};
@@ -60,7 +60,7 @@ int32_t GeneralEigen(const T* a, int32_t n, ComplexOf<T>* values, ComplexOf<T>* 
   R* rwork = nullptr;
   if constexpr (is_complex_v<T>) {
     if (real_work == nullptr) return InternalError;
-    if (ResizeVector<R>(real_work, 2 * n, &rwork) != Ok) return OutOfMemory;
+    if (ResizeVector<R>(real_work, 2 * int64_t{n}, &rwork) != Ok) return OutOfMemory;
   }
   // Work layout: the copy, for real types WR and WI, VL when wanted, WORK.
   const int64_t wr_wi = is_complex_v<T> ? 0 : 2 * static_cast<int64_t>(n);
@@ -110,7 +110,7 @@ template <class T>
 int32_t SelfAdjointEigen(const T* a, int32_t n, RealOf<T>* values, T* vectors, Handle work,
                          Handle real_work, Handle int_work) {
   using R = RealOf<T>;
-  if (HasNonFinite(a, n * n)) return NotFinite;
+  if (HasNonFinite(a, element_count(n, n))) return NotFinite;
   const char* jobz = vectors != nullptr ? "V" : "N";
   const R abstol = 0;
   int found = 0, info = 0, lwork = -1, lrwork = -1, liwork = -1, iquery = 0;

@@ -21,7 +21,7 @@ template <class T>
 int32_t GeneralizedEigen(const T* a, const T* b, int32_t n, ComplexOf<T>* values,
                          ComplexOf<T>* vectors, Handle work, Handle real_work) {
   using R = RealOf<T>;
-  if (HasNonFinite(a, n * n) || HasNonFinite(b, n * n)) return NotFinite;
+  if (HasNonFinite(a, element_count(n, n)) || HasNonFinite(b, element_count(n, n))) return NotFinite;
   const char* jobvl = vectors != nullptr ? "V" : "N";
   int info = 0, lwork = -1;
   T query{};

@@ -59,7 +59,7 @@ int32_t LUKernel(const T* a, int32_t m, int32_t n, T* l, T* u, int32_t* p, int32
   if (m < 1 || n < 1) return EmptyInput;
   if (work == nullptr) return InternalError;
   T* w = nullptr;
-  if (ResizeVector<T>(work, m * n, &w) != Ok) return OutOfMemory;
+  if (ResizeVector<T>(work, element_count(m, n), &w) != Ok) return OutOfMemory;
   ToColumnMajor(a, m, n, w);
 
   int rows_ = m, cols_ = n, info = 0;

@@ -48,7 +48,7 @@ template <class T> struct PencilWork {
     if (ResizeVector<T>(work, count, &w) != Ok) return OutOfMemory;
     if constexpr (is_complex_v<T>) {
       if (real_work == nullptr) return InternalError;
-      if (ResizeVector<R>(real_work, 8 * n, &rwork) != Ok) return OutOfMemory;
+      if (ResizeVector<R>(real_work, 8 * int64_t{n}, &rwork) != Ok) return OutOfMemory;
     }
     a = w;
     b = a + nn;

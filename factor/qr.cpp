@@ -37,7 +37,7 @@ inline bool shape_of(int32_t mode, int32_t m, int32_t n, QRShape* shape) {
 // Checks shared by both routes, in their order.
 template <class T> int32_t check_input(const T* a, int32_t m, int32_t n, int32_t mode, QRShape* shape) {
   if (m < 1 || n < 1) return EmptyInput;
-  if (HasNonFinite(a, m * n)) return NotFinite;
+  if (HasNonFinite(a, element_count(m, n))) return NotFinite;
   if (!shape_of(mode, m, n, shape)) return SelectorOutOfRange;
   return Ok;
 }
@@ -160,7 +160,7 @@ int32_t QRPivot(const T* a, int32_t m, int32_t n, T* q, T* r, int32_t* p, int32_
   if (count < 0 || ResizeVector<T>(work, count) != Ok) return OutOfMemory;
   if constexpr (is_complex_v<T>) {
     if (real_work == nullptr) return InternalError;
-    if (ResizeVector<double>(real_work, 2 * n) != Ok) return OutOfMemory;
+    if (ResizeVector<double>(real_work, 2 * int64_t{n}) != Ok) return OutOfMemory;
   }
   // Every resize is done: the blocks stay where they are from here on.
   T* const buffer = vector_data<T>(work);

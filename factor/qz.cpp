@@ -33,7 +33,7 @@ template <class T>
 int32_t GeneralizedSchur(T* a, T* b, int32_t n, T* q, T* z, ComplexOf<T>* eigenvalues, Handle work,
                          Handle real_work) {
   using R = RealOf<T>;
-  if (HasNonFinite(a, n * n) || HasNonFinite(b, n * n)) return NotFinite;
+  if (HasNonFinite(a, element_count(n, n)) || HasNonFinite(b, element_count(n, n))) return NotFinite;
   const bool vectors = q != nullptr;
   const char* job = vectors ? "V" : "N";
   int sdim = 0, info = 0, lwork = -1;

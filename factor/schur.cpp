@@ -185,7 +185,7 @@ int32_t SchurKernel(T* a, int32_t n, uint32_t sort_order, T* z, ComplexOf<T>* ei
   KernelScratch<T> scratch{work, real_work, int_work};
   if (n < 1) return EmptyInput;
   if (sort_order >= kSchurOrderCount) return SelectorOutOfRange;
-  if (HasNonFinite(a, n * n)) return NotFinite;
+  if (HasNonFinite(a, element_count(n, n))) return NotFinite;
 
   const char* jobvs = z != nullptr ? "V" : "N";
   int sdim = 0, info = 0, lwork = -1;

@@ -31,11 +31,6 @@ template <class T>
 int32_t SchurKernel(T* a, int32_t n, uint32_t sort_order, T* z, ComplexOf<T>* eigenvalues,
                     Handle work, Handle real_work, Handle int_work);
 
-// A core count that must fit the int32 length of a handle; -1 when it does not.
-inline int32_t handle_count(int64_t count) {
-  return count > INT32_MAX ? -1 : static_cast<int32_t>(count);
-}
-
 // Complex eigenvectors from the real eigenvector matrix of a real problem
 // (column-major, leading dimension n), in which a conjugate pair occupies
 // columns j and j + 1 as real and imaginary part. The core returned the left

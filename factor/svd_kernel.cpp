@@ -47,7 +47,7 @@ int32_t SingularValueKernel(const T* a, int32_t m, int32_t n, T* u, RealOf<T>* s
   if ((job != 'N' && job != 'S' && job != 'A') || a == nullptr || s == nullptr ||
       (vectors && (u == nullptr || v == nullptr)))
     return InternalError;
-  if (HasNonFinite(a, m * n)) return NotFinite;
+  if (HasNonFinite(a, element_count(m, n))) return NotFinite;
 
   const int32_t k = std::min(m, n);
   // Columns of the core's left factor (rows of our V^T) and the leading
@@ -80,7 +80,7 @@ int32_t SingularValueKernel(const T* a, int32_t m, int32_t n, T* u, RealOf<T>* s
   if (work_count > kMaxCount) return OutOfMemory;
   if (ResizeVector<T>(work, static_cast<int32_t>(work_count)) != Ok) return OutOfMemory;
   if (int_work == nullptr) return InternalError;
-  if (ResizeVector<int32_t>(int_work, 8 * k) != Ok) return OutOfMemory;
+  if (ResizeVector<int32_t>(int_work, 8 * int64_t{k}) != Ok) return OutOfMemory;
 
   // Every resize is done: the blocks stay where they are from here on.
   T* const w = vector_data<T>(work);

@@ -11,17 +11,19 @@ int32_t size_bits(int32_t x) {
   return bits;
 }
 
-template <class T> int32_t ResizeVector(Handle h, int32_t n, T** out) {
+template <class T> int32_t ResizeVector(Handle h, int64_t n, T** out) {
   int32_t status = Ok;
   T* data = nullptr;
-  if (length(h) == n) {
+  if (!handle_can_hold(n)) {
+    status = OutOfMemory;
+  } else if (length(h) == n) {
     data = vector_data<T>(h);
   } else {
     Handle copy = h;  // the host may replace the handle it is given
     if (host::NumericArrayResize(Traits<T>::type_code, 1, &copy, static_cast<std::size_t>(n)) != 0) {
       status = OutOfMemory;
     } else {
-      sizes(h)[0] = n;
+      sizes(h)[0] = static_cast<int32_t>(n);
       data = vector_data<T>(h);
     }
   }
@@ -29,24 +31,27 @@ template <class T> int32_t ResizeVector(Handle h, int32_t n, T** out) {
   return status;
 }
 
-template <class T> int32_t ResizeMatrix(Handle h, int32_t r, int32_t c, T** out) {
+template <class T> int32_t ResizeMatrix(Handle h, int64_t r, int64_t c, T** out) {
   int32_t status = Ok;
   T* data = nullptr;
-  // Keeps rows * cols within a signed 32-bit count; deliberately
-  // conservative (32769 x 32768 is refused, 32768 x 32768 accepted).
-  if (size_bits(r) + size_bits(c) >= 31) {
+  // Each size must be one a block can store; then the guard keeps rows *
+  // cols within a signed 32-bit count, deliberately conservative (32769 x
+  // 32768 is refused, 32768 x 32768 accepted).
+  if (!handle_can_hold(r) || !handle_can_hold(c) ||
+      size_bits(static_cast<int32_t>(r)) + size_bits(static_cast<int32_t>(c)) >= 31) {
     status = OutOfMemory;
   } else if (rows(h) == r && cols(h) == c) {
     data = matrix_data<T>(h);
   } else {
     Handle copy = h;
-    const int32_t count = static_cast<int32_t>(static_cast<uint32_t>(r) * static_cast<uint32_t>(c));
+    // Past the guard the product fits 32 bits, so forming it in 64 changes
+    // nothing.
     if (host::NumericArrayResize(Traits<T>::type_code, 2, &copy,
-                                 static_cast<std::size_t>(static_cast<int64_t>(count))) != 0) {
+                                 static_cast<std::size_t>(element_count(r, c))) != 0) {
       status = OutOfMemory;
     } else {
-      sizes(h)[0] = r;
-      sizes(h)[1] = c;
+      sizes(h)[0] = static_cast<int32_t>(r);
+      sizes(h)[1] = static_cast<int32_t>(c);
       data = matrix_data<T>(h);
     }
   }
@@ -70,8 +75,8 @@ template <class T> int32_t EmptyMatrix(Handle h) {
 }
 
 #define TARNX_INSTANTIATE(T)                                   \
-  template int32_t ResizeVector<T>(Handle, int32_t, T**);      \
-  template int32_t ResizeMatrix<T>(Handle, int32_t, int32_t, T**); \
+  template int32_t ResizeVector<T>(Handle, int64_t, T**);      \
+  template int32_t ResizeMatrix<T>(Handle, int64_t, int64_t, T**); \
   template int32_t EmptyVector<T>(Handle);                     \
   template int32_t EmptyMatrix<T>(Handle);
 TARNX_INSTANTIATE(float)

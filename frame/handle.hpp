@@ -7,6 +7,7 @@
 // are always read afresh through the handle afterwards.
 #include <cstdint>
 
+#include "frame/counts.hpp"
 #include "frame/status.hpp"
 #include "frame/traits.hpp"
 
@@ -33,9 +34,12 @@ int32_t size_bits(int32_t x);
 
 // Resize helpers. Each returns Ok or OutOfMemory; `out`, when given, receives
 // the first element (null on failure). The host is called only when the shape
-// differs, so reused outputs never allocate.
-template <class T> int32_t ResizeVector(Handle h, int32_t n, T** out = nullptr);
-template <class T> int32_t ResizeMatrix(Handle h, int32_t rows, int32_t cols, T** out = nullptr);
+// differs, so reused outputs never allocate. Sizes come in as 64-bit counts
+// so that a product formed by the caller reaches them unwrapped: a size a
+// handle cannot hold (negative, or past int32) is refused before the host
+// is asked, and the block is left as it was.
+template <class T> int32_t ResizeVector(Handle h, int64_t n, T** out = nullptr);
+template <class T> int32_t ResizeMatrix(Handle h, int64_t rows, int64_t cols, T** out = nullptr);
 template <class T> int32_t EmptyVector(Handle h);
 template <class T> int32_t EmptyMatrix(Handle h);
 

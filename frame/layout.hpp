@@ -46,11 +46,11 @@ template <> struct Lanes<float> {
 // 1 when `refused` holds for some real part of the n values (both parts of a
 // complex value); `refused_lanes` is the same test on a vector of parts.
 template <class T, class Refused, class RefusedLanes>
-int32_t any_part(const T* values, int32_t n, Refused refused, [[maybe_unused]] RefusedLanes refused_lanes) {
+int32_t any_part(const T* values, int64_t n, Refused refused, [[maybe_unused]] RefusedLanes refused_lanes) {
   using R = RealOf<T>;
   if (n < 1) return 0;
   const R* parts = reinterpret_cast<const R*>(values);
-  const int64_t count = static_cast<int64_t>(n) * (is_complex_v<T> ? 2 : 1);
+  const int64_t count = n * (is_complex_v<T> ? 2 : 1);
   int64_t i = 0;
 #if defined(__SSE2__)
   // One 64-byte step per test, so the early exit costs one branch a line.
@@ -73,7 +73,7 @@ int32_t any_part(const T* values, int32_t n, Refused refused, [[maybe_unused]] R
 // (treated as already overflowed); complex values are screened part by part.
 // A value passes only when it lies strictly between the two bounds, which
 // NaN never does.
-template <class T> int32_t HasNonFinite(const T* values, int32_t n) {
+template <class T> int32_t HasNonFinite(const T* values, int64_t n) {
   using R = RealOf<T>;
   constexpr R low = Traits<R>::screen_low, high = Traits<R>::screen_high;
   return detail::any_part(
@@ -89,7 +89,7 @@ template <class T> int32_t HasNonFinite(const T* values, int32_t n) {
 }
 
 // 1 when some value (either part of a complex value) is NaN.
-template <class T> int32_t HasNaN(const T* values, int32_t n) {
+template <class T> int32_t HasNaN(const T* values, int64_t n) {
   using R = RealOf<T>;
   return detail::any_part(
       values, n, [](R v) { return v != v; },

@@ -23,6 +23,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -109,16 +110,30 @@ template <class T> T element(Input& in) {
   }
 }
 
+// Sizes near the edges of the resize guard, int32 extremes, every selector
+// value and its neighbours.
+constexpr int32_t kPalette[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, -1, -2, -3, 100, 101, 102, 103,
+                                110, 111, 112, 113, 114, 120, 121, 122, 130, 131, 132,
+                                140, 141, 142, 9, 16, 46341, 65536, INT_MAX, INT_MIN,
+                                INT_MAX / 2, -65536, 1 << 20, 50, 2, 1, 46340, 46342, 65535, 65537};
+
+// The long sides of thin blocks: any two of them multiply past int32 (or,
+// 46340 x 46340, past what the resize guard lets through), as 65536 x 65537
+// wraps to 65536 and 46341 x 46341 to a negative count.
+constexpr int32_t kLongSides[] = {46340, 46341, 46342, 65535, 65536, 65537};
+
 int32_t integer(Input& in) {
-  // Sizes near the edges of the resize guard, int32 extremes, every
-  // selector value and its neighbours, and now and then any int32.
-  static const int32_t palette[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, -1, -2, -3, 100, 101, 102, 103,
-                                    110, 111, 112, 113, 114, 120, 121, 122, 130, 131, 132,
-                                    140, 141, 142, 9, 16, 46341, 65536, INT_MAX, INT_MIN,
-                                    INT_MAX / 2, -65536, 1 << 20, 50, 2, 1};
+  // Now and then any int32.
   const uint8_t b = in.byte();
   if (b >= 0xF0) return in.i32();
-  return palette[b % (sizeof palette / sizeof palette[0])];
+  return kPalette[b % (sizeof kPalette / sizeof kPalette[0])];
+}
+
+// The byte that `integer` reads as `value` from the palette.
+uint8_t palette_byte(int32_t value) {
+  for (std::size_t i = 0; i < sizeof kPalette / sizeof kPalette[0]; ++i)
+    if (kPalette[i] == value) return uint8_t(i);
+  return 0;
 }
 
 int dim(Input& in) {
@@ -221,6 +236,9 @@ const tarnx::ExportInfo& pick_export(Input& in) {
   return table[hash % table.size()];
 }
 
+// Array-input modes from here up make a long thin block.
+constexpr uint8_t kLongMode = 0xFC;
+
 void run(const uint8_t* data, std::size_t size) {
   Input in(data, size);
   const tarnx::ExportInfo& info = pick_export(in);
@@ -248,6 +266,15 @@ void run(const uint8_t* data, std::size_t size) {
       switch (a.kind.role) {
         case Role::In:
         case Role::InOut: {
+          if (mode >= kLongMode) {
+            // A valid block long on one side only: exports that multiply two
+            // sizes meet products past int32 from small inputs.
+            const int side = kLongSides[in.byte() % (sizeof kLongSides / sizeof kLongSides[0])];
+            // Odd modes make a matrix one row long; a vector is long either way.
+            const bool row = (mode & 1) && a.kind.shape == Shape::Matrix;
+            slots[i].handle = handle_for(host, a.kind.elem, a.kind.shape, row ? 1 : side, row ? side : 1, 0, in);
+            break;
+          }
           const int r = dim(in);
           const int c = (mode & 1) ? r : dim(in);  // odd modes: square
           slots[i].handle = handle_for(host, a.kind.elem, a.kind.shape, r, c, (mode >> 1) % 3, in);
@@ -381,6 +408,67 @@ void run(const uint8_t* data, std::size_t size) {
   if (ZwrtLiveBytes() != bytes_before) broken(info.name, "host memory leaked");
 }
 
+// A seed: the export's name, a NUL, a header for 4 x 4 arguments, then the
+// argument bytes.
+void write_seed(const std::string& dir, std::string_view name, const std::vector<uint8_t>& args,
+                const std::string& suffix = "") {
+  const std::string path = dir + "/" + std::string(name) + suffix;
+  if (std::FILE* f = std::fopen(path.c_str(), "wb")) {
+    std::fwrite(name.data(), 1, name.size(), f);
+    std::fputc(0, f);
+    std::fputc(4, f);
+    std::fwrite(args.data(), 1, args.size(), f);
+    std::fclose(f);
+  }
+}
+
+// For every export with two array inputs or with size arguments, seeds whose
+// sizes multiply past int32: the first two array inputs become thin blocks
+// long on one side (three pairs of orientations), a later input-output starts
+// empty so that it is created from the sizes, and the sizes M, N and size
+// take the same long values, K 1. Every other argument keeps its well-formed
+// value.
+void write_long_seeds(const std::string& dir, const tarnx::ExportInfo& info) {
+  constexpr std::pair<int32_t, int32_t> kPairs[] = {{65536, 65537}, {65536, 65536}, {46341, 46341}};
+  // Both columns (rows of C wrap in a Kronecker product), column and row
+  // (the m x n of an outer or matrix product), both rows (columns wrap).
+  constexpr int kOrientations[] = {0, 2, 3};
+  std::set<std::vector<uint8_t>> written;
+  auto side_byte = [](int32_t side) {
+    for (std::size_t i = 0; i < sizeof kLongSides / sizeof kLongSides[0]; ++i)
+      if (kLongSides[i] == side) return uint8_t(i);
+    return uint8_t(0);
+  };
+  int seed = 0;
+  for (const auto& [first, second] : kPairs)
+    for (const int orientation : kOrientations) {
+      std::vector<uint8_t> args;
+      int arrays = 0, sizes = 0;
+      for (const auto& a : info.args) {
+        const bool array_input = a.kind.role == Role::In || a.kind.role == Role::InOut;
+        if (array_input && arrays < 2) {
+          const int32_t side = arrays == 0 ? first : second;
+          const bool row = a.kind.shape == Shape::Matrix && ((orientation >> arrays) & 1);
+          args.push_back(uint8_t(kLongMode | row));
+          args.push_back(side_byte(side));
+          ++arrays;
+        } else if (a.kind.role == Role::InOut) {
+          args.insert(args.end(), {2, 0, 0});  // an empty output, created from the sizes
+        } else if (a.kind.role == Role::Value && a.kind.elem == Elem::I32 &&
+                   (a.name == "M" || a.name == "N" || a.name == "size" || a.name == "K")) {
+          args.push_back(1);  // any mode but 0 reads the value
+          args.push_back(palette_byte(a.name == "K" ? 1 : a.name == "N" ? second : first));
+          ++sizes;
+        } else {
+          args.push_back(0);
+        }
+      }
+      if (arrays < 2 && sizes == 0) return;
+      // Vectors have no orientation: their seeds would repeat.
+      if (written.insert(args).second) write_seed(dir, info.name, args, "-long-" + std::to_string(seed++));
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -394,13 +482,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   // here, and new exports get a seed the same way.
   if (const char* dir = std::getenv("TARNX_FUZZ_SEEDS")) {
     for (const tarnx::ExportInfo& info : tarnx::export_table()) {
-      const std::string path = std::string(dir) + "/" + std::string(info.name);
-      if (std::FILE* f = std::fopen(path.c_str(), "wb")) {
-        std::fwrite(info.name.data(), 1, info.name.size(), f);
-        std::fputc(0, f);
-        std::fputc(4, f);
-        std::fclose(f);
-      }
+      write_seed(dir, info.name, {});
+      write_long_seeds(dir, info);
     }
     std::exit(0);
   }

@@ -16,8 +16,7 @@ namespace tarnx {
 
 // Element count of an n x n block, or -1 when it does not fit a handle.
 inline int32_t square_count(int32_t n, int32_t blocks = 1, int32_t extra = 0) {
-  const int64_t count = static_cast<int64_t>(n) * n * blocks + extra;
-  return count > INT32_MAX ? -1 : static_cast<int32_t>(count);
+  return handle_count(element_count(n, n) * blocks + extra);
 }
 
 // The indices of the balanced range that ?gebal reports; with scaling only

@@ -127,7 +127,7 @@ int32_t MatrixLogarithm(C* x, int32_t n, Handle scale_factors, Handle workspace,
   ScratchRelease<R> release_scale(scale_factors);
   ScratchRelease<C> release_work(workspace);
   // Screened before balancing, which would take a NaN for an invalid argument.
-  if (HasNonFinite(x, n * n)) return NotFinite;
+  if (HasNonFinite(x, element_count(n, n))) return NotFinite;
   if (n == 1) {
     const int32_t status = check_spectrum(x, 1);
     if (status != Singular) x[0] = scalar_log(x[0]);

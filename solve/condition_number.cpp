@@ -39,7 +39,7 @@ int32_t inverse_norm_condition(const T* a, int32_t n, int32_t type, RealOf<T>* r
   using R = RealOf<T>;
   if (copy == nullptr) return InternalError;
   T* c = nullptr;
-  if (int32_t status = ResizeVector<T>(copy, n * n, &c); status != Ok) return status;
+  if (int32_t status = ResizeVector<T>(copy, element_count(n, n), &c); status != Ok) return status;
   std::memcpy(c, a, sizeof(T) * static_cast<std::size_t>(n) * n);
   // The norms of types 1 to 3 need no singular values, so no handles.
   const auto norm_of = [n, type](const T* p, R* out) {

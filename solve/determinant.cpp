@@ -53,7 +53,7 @@ template <class T> int32_t general_determinant(const T* a, int32_t n, T* det, Ha
   }
   if (work == nullptr) return InternalError;
   T* copy = nullptr;
-  if (int32_t status = ResizeVector<T>(work, n * n, &copy); status != Ok) return status;
+  if (int32_t status = ResizeVector<T>(work, element_count(n, n), &copy); status != Ok) return status;
   if (pivots == nullptr) return InternalError;
   int32_t* ipiv = nullptr;
   if (int32_t status = ResizeVector<int32_t>(pivots, n, &ipiv); status != Ok) return status;
@@ -81,7 +81,7 @@ template <class T> int32_t positive_definite_determinant(const T* a, int32_t n, 
   }
   if (work == nullptr) return InternalError;
   T* copy = nullptr;
-  if (int32_t status = ResizeVector<T>(work, n * n, &copy); status != Ok) return status;
+  if (int32_t status = ResizeVector<T>(work, element_count(n, n), &copy); status != Ok) return status;
   std::memcpy(copy, a, sizeof(T) * static_cast<std::size_t>(n) * n);
   // "U" of the core's column-major view is our lower triangle with the
   // diagonal; the caller's upper triangle is never read.

@@ -37,7 +37,7 @@ int32_t leastSquaresByPseudoInverse(const T* a, int32_t m, int32_t n, const T* b
   const ScratchRelease<T> release_workspace(solve_workspace);
 
   if (m < 1 || n < 1 || k < 1) return EmptyInput;
-  if (HasNonFinite(b, m * k)) return NotFinite;
+  if (HasNonFinite(b, element_count(m, k))) return NotFinite;
   passes = std::clamp(passes, 1, 4);
   const int32_t r = std::min(m, n);
   const int64_t count = (static_cast<int64_t>(m) + n + k) * r + static_cast<int64_t>(m) * k;
@@ -117,7 +117,7 @@ int32_t leastSquaresByGelsd(const T* a, int32_t m, int32_t n, const T* b, int32_
   const ScratchRelease<int32_t> release_int_work(svd_scratch3);
 
   if (m < 1 || n < 1 || k < 1) return EmptyInput;
-  if (HasNonFinite(a, m * n) || HasNonFinite(b, m * k)) return NotFinite;
+  if (HasNonFinite(a, element_count(m, n)) || HasNonFinite(b, element_count(m, k))) return NotFinite;
   const R rcond = relative_threshold<T>(tolerance) * static_cast<R>(std::max(m, n));
   const int32_t ldb = std::max(m, n), r = std::min(m, n);
 

@@ -40,7 +40,7 @@ int32_t solveGeneral(const T* a, int32_t n, const T* b, int32_t k, T* x, Handle 
   if (n < 1 || k < 1) return EmptyInput;
   ScratchRelease<T> release_work(workspace);
   ScratchRelease<int32_t> release_pivots(pivots);
-  if (HasNonFinite(a, n * n) != 0 || HasNonFinite(b, n * k) != 0) return NotFinite;
+  if (HasNonFinite(a, element_count(n, n)) != 0 || HasNonFinite(b, element_count(n, k)) != 0) return NotFinite;
   T* w = nullptr;
   if (int32_t status = size_system_workspace(workspace, n, k, &w); status != Ok) return status;
   if (pivots == nullptr) return InternalError;
@@ -63,7 +63,7 @@ template <class T>
 int32_t solve_positive_definite(const T* a, int32_t n, const T* b, int32_t k, T* x, Handle workspace) {
   if (n < 1 || k < 1) return EmptyInput;
   ScratchRelease<T> release_work(workspace);
-  if (HasNonFinite(a, n * n) != 0 || HasNonFinite(b, n * k) != 0) return NotFinite;
+  if (HasNonFinite(a, element_count(n, n)) != 0 || HasNonFinite(b, element_count(n, k)) != 0) return NotFinite;
   T* w = nullptr;
   if (int32_t status = size_system_workspace(workspace, n, k, &w); status != Ok) return status;
   T* rhs = w + static_cast<std::size_t>(n) * n;
@@ -101,10 +101,10 @@ int32_t solve_triangular(const T* a, int32_t n, int32_t flag, const T* b, int32_
   ScratchRelease<T> release_work(workspace);
   if (flag != 0 && flag != 1) return SelectorOutOfRange;
   const bool lower = flag == 0;
-  if (triangle_has_non_finite(a, n, lower) || HasNonFinite(b, n * k) != 0) return NotFinite;
+  if (triangle_has_non_finite(a, n, lower) || HasNonFinite(b, element_count(n, k)) != 0) return NotFinite;
   if (workspace == nullptr) return InternalError;
   T* w = nullptr;
-  if (int32_t status = ResizeVector<T>(workspace, n * k, &w); status != Ok) return status;
+  if (int32_t status = ResizeVector<T>(workspace, element_count(n, k), &w); status != Ok) return status;
   ToColumnMajor(b, n, k, w);
   // A is handed over as it lies: the core sees its transpose and is asked to
   // solve with the transpose of that, which is A X = B. So our lower

@@ -4,29 +4,13 @@
 #include <cmath>
 #include <limits>
 
-#include "support/host.hpp"
+#include "elementary/api.hpp"
 
 namespace {
 
 using namespace test;
 using C = std::complex<double>;
 constexpr double inf = std::numeric_limits<double>::infinity();
-
-template <class T> struct Api;
-#define TARNX_TEST_API(t, T)                                                                       \
-  template <> struct Api<T> {                                                                      \
-    static constexpr auto transpose = t##TransposeH;                                               \
-    static constexpr auto trace = t##TraceH;                                                       \
-    static constexpr auto mean = t##MeanH;                                                         \
-    static constexpr auto rms = t##RMSH;                                                           \
-    static constexpr auto vnorm = t##VectorNormH;                                                  \
-    static constexpr auto mnorm = t##MtrxNormH;                                                    \
-    static constexpr auto special = t##SpecialMtrxH;                                               \
-  };
-TARNX_TEST_API(s, float)
-TARNX_TEST_API(d, double)
-TARNX_TEST_API(c, cfloat)
-TARNX_TEST_API(z, cdouble)
 
 template <class T> constexpr bool is_float32 = std::is_same_v<RealOf<T>, float>;
 template <class T> T conj_of(T v) {

@@ -1,26 +1,13 @@
 // Products through the exports, against plain reference loops.
 #include <cmath>
 
-#include "support/host.hpp"
+#include "elementary/api.hpp"
 
 namespace {
 
 using namespace test;
 
-template <class T> struct Products;
-#define TARNX_TEST_PRODUCTS(t, T)                                                                 \
-  template <> struct Products<T> {                                                                \
-    static int32_t mul(ZwArrayHandle a, ZwArrayHandle b, ZwArrayHandle c) { return t##MtrxMulH(a, b, c); } \
-    static int32_t mv(ZwArrayHandle a, ZwArrayHandle x, ZwArrayHandle y) { return t##MtrxVecMulH(a, x, y); } \
-    static int32_t vm(ZwArrayHandle x, ZwArrayHandle a, ZwArrayHandle y) { return t##VecMtrxMulH(x, a, y); } \
-    static int32_t dot(ZwArrayHandle x, ZwArrayHandle y, T* r) { return t##DotProdH(x, y, c_ptr(r)); } \
-    static int32_t outer(ZwArrayHandle x, ZwArrayHandle y, ZwArrayHandle c) { return t##OuterProdH(x, y, c); } \
-    static int32_t kron(ZwArrayHandle a, ZwArrayHandle b, ZwArrayHandle c) { return t##KronProdH(a, b, c); } \
-  };
-TARNX_TEST_PRODUCTS(s, float)
-TARNX_TEST_PRODUCTS(d, double)
-TARNX_TEST_PRODUCTS(c, cfloat)
-TARNX_TEST_PRODUCTS(z, cdouble)
+template <class T> using Products = Api<T>;
 
 template <class T> class ProductsTest : public ::testing::Test {
  protected:
@@ -105,7 +92,7 @@ TYPED_TEST(ProductsTest, DotProductConjugatesSecondOperand) {
   for (int n : {1, 2, 3, 8, 101}) {
     auto xv = random_values<T>(n, 6), yv = random_values<T>(n, 7);
     T got{};
-    ASSERT_EQ(Products<T>::dot(this->host.template vector<T>(xv), this->host.template vector<T>(yv), &got), 0);
+    ASSERT_EQ(Products<T>::dot(this->host.template vector<T>(xv), this->host.template vector<T>(yv), c_ptr(&got)), 0);
     T want{};
     for (int i = 0; i < n; ++i) {
       if constexpr (is_complex<T>) want += xv[i] * std::conj(yv[i]);
@@ -114,10 +101,10 @@ TYPED_TEST(ProductsTest, DotProductConjugatesSecondOperand) {
     this->expect_close({got}, {want}, n);
   }
   T r{};
-  EXPECT_EQ(Products<T>::dot(this->host.template vector<T>({T(1), T(2), T(3)}), this->host.template vector<T>(std::vector<T>(4)), &r), -20002);
+  EXPECT_EQ(Products<T>::dot(this->host.template vector<T>({T(1), T(2), T(3)}), this->host.template vector<T>(std::vector<T>(4)), c_ptr(&r)), -20002);
   EXPECT_TRUE(is_failure_nan(r));
   r = T(1);
-  EXPECT_EQ(Products<T>::dot(this->host.template vector<T>({}), this->host.template vector<T>({}), &r), -20003);
+  EXPECT_EQ(Products<T>::dot(this->host.template vector<T>({}), this->host.template vector<T>({}), c_ptr(&r)), -20003);
   EXPECT_TRUE(is_failure_nan(r));
 }
 

@@ -2,14 +2,11 @@
 // byte further: each input block is placed so that it ends exactly where an
 // inaccessible page begins, as a host block at the end of a heap region can.
 // A read past the end then faults instead of passing unnoticed.
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <cstdio>
-#include <cstring>
 #include <memory>
 
 #include "support/export_calls.hpp"
+#include "support/fenced_block.hpp"
 
 namespace {
 
@@ -17,34 +14,6 @@ using namespace test;
 using tarnx::arg::Elem;
 using tarnx::arg::Role;
 using tarnx::arg::Shape;
-
-// A copy of an input block that ends at a page that cannot be read. Only
-// inputs get one: the library never resizes them, so the host never frees
-// the block.
-class FencedBlock {
- public:
-  FencedBlock(ZwArrayHandle source, std::size_t bytes) {
-    const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    pages_ = (bytes + page - 1) / page + 1;
-    base_ = static_cast<char*>(mmap(nullptr, pages_ * page, PROT_READ | PROT_WRITE,
-                                    MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    EXPECT_NE(base_, MAP_FAILED);
-    char* fence = base_ + (pages_ - 1) * page;
-    EXPECT_EQ(mprotect(fence, page, PROT_NONE), 0);
-    block_ = fence - bytes;
-    std::memcpy(block_, *source, bytes);
-    page_ = page;
-  }
-  ~FencedBlock() { munmap(base_, pages_ * page_); }
-  FencedBlock(const FencedBlock&) = delete;
-  FencedBlock& operator=(const FencedBlock&) = delete;
-  ZwArrayHandle handle() { return reinterpret_cast<ZwArrayHandle>(&block_); }
-
- private:
-  char* base_ = nullptr;
-  void* block_ = nullptr;
-  std::size_t pages_ = 0, page_ = 0;
-};
 
 std::size_t block_bytes(ZwArrayHandle h, Shape shape, Elem elem) {
   std::size_t size = 4;
