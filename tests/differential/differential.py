@@ -27,11 +27,7 @@ sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 # Cases the library is known to get wrong, (export, case id) -> what is wrong.
 # Each one still runs: while it fails it counts as expected, and once it
 # passes the run fails with XPASS so that the entry is taken out with the fix.
-KNOWN_FAULTS = {
-    # The last two elements of each row block when B has 4k + 2 columns come
-    # out as the same product (the first of the two repeated).
-    ("cKronProdH", "2x3 (x) 3x2"): "complex float32 Kronecker product wrong when B's column count is 2 mod 4",
-}
+KNOWN_FAULTS = {}
 
 SEED = 20240611
 SELF_CHECK_FACTOR = 1e4
