@@ -55,6 +55,10 @@ TEST(Concurrency, EveryExportFromManyThreadsMatchesOneThread) {
             ++mismatches;
             ADD_FAILURE() << table[i].name << " differs on thread " << t;
           }
+          if (const std::string why = call.broken_promise(status); !why.empty()) {
+            ++mismatches;
+            ADD_FAILURE() << why << " on thread " << t;
+          }
         }
     });
   for (auto& th : threads) th.join();

@@ -17,26 +17,6 @@ using tarnx::arg::Shape;
 constexpr int32_t kOutOfMemory = -20001;
 constexpr int32_t kInternalError = -20999;
 
-// The bytes every input handle's sizes cover, sizes included, so a call that
-// writes into an input or resizes it shows up.
-std::vector<unsigned char> input_bytes(const PreparedCall& call) {
-  std::vector<unsigned char> bytes;
-  const auto& args = call.info().args;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    if (args[i].kind.role != Role::In) continue;
-    ZwArrayHandle h = call.handle(i);
-    const auto elem = args[i].kind.elem;
-    const std::size_t size = element_size(elem);
-    const std::size_t n =
-        args[i].kind.shape == Shape::Matrix
-            ? 8 + size * std::size_t(rows(h)) * cols(h)
-            : (elem == tarnx::arg::Elem::F64 || elem == tarnx::arg::Elem::C128 ? 8 : 4) + size * length(h);
-    const auto* b = reinterpret_cast<const unsigned char*>(*h);
-    bytes.insert(bytes.end(), b, b + n);
-  }
-  return bytes;
-}
-
 struct Baseline {
   int32_t status;
   std::vector<unsigned char> results;
@@ -66,7 +46,6 @@ TEST(FailureSweep, EveryResizeOfEveryExportFailsCleanly) {
       {
         Host host;
         PreparedCall call(info, host);
-        const std::vector<unsigned char> inputs = input_bytes(call);
         int32_t status;
         {
           FailNthResize fail(k);
@@ -84,7 +63,6 @@ TEST(FailureSweep, EveryResizeOfEveryExportFailsCleanly) {
           EXPECT_TRUE(call.snapshot() == clean.results) << where << ": results differ from the clean call";
         }
         EXPECT_EQ(call.broken_promise(status), "") << where;
-        EXPECT_TRUE(input_bytes(call) == inputs) << where << ": an input changed";
       }
       EXPECT_EQ(ZwrtLiveBytes(), bytes_before) << info.name << " resize " << k << ": host bytes leaked";
     }
@@ -105,7 +83,6 @@ TEST(FailureSweep, NullNeededScratchHandleIsAnInternalError) {
       if (info.args[i].kind.role != Role::Scratch && info.args[i].kind.role != Role::PathScratch) continue;
       Host host;
       PreparedCall call(info, host);
-      const std::vector<unsigned char> inputs = input_bytes(call);
       call.slots()[i].handle = nullptr;
       const int32_t status = call.call();
       const std::string where = std::string(info.name) + " without " + std::string(info.args[i].name);
@@ -121,7 +98,6 @@ TEST(FailureSweep, NullNeededScratchHandleIsAnInternalError) {
         ++unneeded;
       }
       EXPECT_EQ(call.broken_promise(status), "") << where;
-      EXPECT_TRUE(input_bytes(call) == inputs) << where << ": an input changed";
     }
   }
   std::printf("null scratch handles: %d refused, %d not needed by the call\n", refused, unneeded);

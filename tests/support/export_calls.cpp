@@ -1,5 +1,7 @@
 #include "support/export_calls.hpp"
 
+#include "frame/status.hpp"
+
 #include <dlfcn.h>
 
 #include <cmath>
@@ -83,17 +85,28 @@ void store_real(void* p, Elem elem, double v) {
   }
 }
 
-bool all_nan(const void* p, Elem elem) {
+// The failure NaN's exact bits, in both parts of a complex result.
+bool is_failure_nan(const void* p, Elem elem) {
   switch (elem) {
-    case Elem::F32: { float f; std::memcpy(&f, p, 4); return std::isnan(f); }
-    case Elem::F64: { double d; std::memcpy(&d, p, 8); return std::isnan(d); }
-    case Elem::C64: { float f[2]; std::memcpy(f, p, 8); return std::isnan(f[0]) && std::isnan(f[1]); }
-    case Elem::C128: { double d[2]; std::memcpy(d, p, 16); return std::isnan(d[0]) && std::isnan(d[1]); }
+    case Elem::F32: case Elem::C64: {
+      uint32_t w[2];
+      std::memcpy(w, p, elem == Elem::F32 ? 4 : 8);
+      return w[0] == 0x7FC00000u && (elem == Elem::F32 || w[1] == 0x7FC00000u);
+    }
+    case Elem::F64: case Elem::C128: {
+      uint64_t w[2];
+      std::memcpy(w, p, elem == Elem::F64 ? 8 : 16);
+      return w[0] == 0x7FF8000000000000ull && (elem == Elem::F64 || w[1] == 0x7FF8000000000000ull);
+    }
     case Elem::I32: return true;
   }
   return true;
 }
 
+bool is_empty(ZwArrayHandle h, Shape shape) {
+  const auto* d = reinterpret_cast<const int32_t*>(*h);
+  return shape == Shape::Matrix ? d[0] == 0 && d[1] == 0 : d[0] == 0;
+}
 
 }  // namespace
 
@@ -102,17 +115,12 @@ void* library_handle() {
   return lib;
 }
 
-// The bytes of a vector block: its length, padding and elements.
-std::vector<unsigned char> vector_bytes(ZwArrayHandle h, Elem elem) {
-  const auto* p = static_cast<const unsigned char*>(static_cast<const void*>(*h));
-  return {p, p + vector_offset(elem) + element_size(elem) * static_cast<std::size_t>(length(h))};
-}
-
 PreparedCall::PreparedCall(const tarnx::ExportInfo& info, Host& host, int n)
     : info_(&info), address_(dlsym(library_handle(), std::string(info.name).c_str())) {
   slots_.resize(info.args.size());
   scalars_.resize(info.args.size());
   passed_.resize(info.args.size());
+  blocks_.resize(info.args.size());
   for (std::size_t i = 0; i < info.args.size(); ++i) {
     const auto& a = info.args[i];
     tarnx::ArgSlot& s = slots_[i];
@@ -129,7 +137,6 @@ PreparedCall::PreparedCall(const tarnx::ExportInfo& info, Host& host, int n)
         // Not empty, so that a path that leaves it alone can be told from
         // one that empties it.
         s.handle = input_handle(host, Shape::Vector, a.kind.elem, 3);
-        passed_[i] = vector_bytes(s.handle, a.kind.elem);
         break;
       case Role::Value:
         std::memset(&s, 0, sizeof s);
@@ -172,25 +179,75 @@ std::vector<unsigned char> PreparedCall::snapshot() const {
   return bytes;
 }
 
-int32_t PreparedCall::call() { return info_->invoke(address_, slots_.data()); }
+std::vector<unsigned char> block_bytes(ZwArrayHandle h, Shape shape, Elem elem) {
+  const auto* block = reinterpret_cast<const unsigned char*>(*h);
+  const auto* d = reinterpret_cast<const int32_t*>(block);
+  const auto count = [](int32_t v) { return std::size_t(v < 0 ? 0 : v); };
+  const std::size_t bytes = shape == Shape::Matrix
+                                ? 8 + element_size(elem) * count(d[0]) * count(d[1])
+                                : vector_offset(elem) + element_size(elem) * count(d[0]);
+  return std::vector<unsigned char>(block, block + bytes);
+}
 
-std::string PreparedCall::broken_promise(int32_t status) const {
+int32_t PreparedCall::call() {
+  // What must come back unchanged: input blocks (address and bytes), scalars
+  // passed by reference, and workspace that the path taken may leave alone.
   for (std::size_t i = 0; i < info_->args.size(); ++i) {
     const auto& a = info_->args[i];
-    const std::string what = std::string(info_->name) + " argument " + std::string(a.name);
-    if (a.kind.role == Role::Scratch && slots_[i].handle != nullptr && length(slots_[i].handle) != 0)
-      return what + ": scratch handle left with " + std::to_string(length(slots_[i].handle)) + " elements";
-    if (a.kind.role == Role::PathScratch && slots_[i].handle != nullptr && length(slots_[i].handle) != 0 &&
-        vector_bytes(slots_[i].handle, a.kind.elem) != passed_[i])
-      return what + ": scratch handle neither emptied nor left as passed";
-    if (status >= 0) continue;
-    if (a.kind.role == Role::Out || a.kind.role == Role::InOut) {
-      ZwArrayHandle h = slots_[i].handle;
-      const bool empty = a.kind.shape == Shape::Matrix ? rows(h) == 0 && cols(h) == 0 : length(h) == 0;
-      if (!empty) return what + ": output not emptied after status " + std::to_string(status);
+    passed_[i].clear();
+    blocks_[i] = nullptr;
+    if (a.kind.role == Role::In) {
+      blocks_[i] = *slots_[i].handle;
+      passed_[i] = block_bytes(slots_[i].handle, a.kind.shape, a.kind.elem);
+    } else if (a.kind.role == Role::PathScratch && slots_[i].handle != nullptr) {
+      passed_[i] = block_bytes(slots_[i].handle, Shape::Vector, a.kind.elem);
+    } else if (a.kind.role == Role::Ref) {
+      const auto* p = static_cast<const unsigned char*>(slots_[i].pointer);
+      passed_[i].assign(p, p + 16);
     }
-    if ((a.kind.role == Role::Result || a.kind.role == Role::Update) && !all_nan(slots_[i].pointer, a.kind.elem))
-      return what + ": result not NaN after status " + std::to_string(status);
+  }
+  return info_->invoke(address_, slots_.data());
+}
+
+std::string PreparedCall::broken_promise(int32_t status) const {
+  const std::string st = " (status " + std::to_string(status) + ")";
+  if (!tarnx::is_known_status(status)) return std::string(info_->name) + ": status outside the code table" + st;
+  for (std::size_t i = 0; i < info_->args.size(); ++i) {
+    const auto& a = info_->args[i];
+    const std::string what = std::string(info_->name) + " argument " + std::string(a.name) + ": ";
+    const ZwArrayHandle h = slots_[i].handle;
+    switch (a.kind.role) {
+      case Role::In:
+        if (*h != blocks_[i]) return what + "input block resized" + st;
+        if (block_bytes(h, a.kind.shape, a.kind.elem) != passed_[i]) return what + "input changed" + st;
+        break;
+      case Role::Ref:
+        if (std::memcmp(slots_[i].pointer, passed_[i].data(), 16) != 0) return what + "scalar input changed" + st;
+        break;
+      case Role::Scratch:
+        if (h != nullptr && !is_empty(h, Shape::Vector))
+          return what + "scratch handle left with " + std::to_string(length(h)) + " elements" + st;
+        break;
+      case Role::PathScratch:
+        // A path that uses it empties it; the others leave it as passed.
+        if (h != nullptr && !is_empty(h, Shape::Vector) && block_bytes(h, Shape::Vector, a.kind.elem) != passed_[i])
+          return what + "scratch handle neither emptied nor left as passed" + st;
+        break;
+      case Role::Out:
+      case Role::InOut:
+        // Reading every element the sizes promise catches sizes that outrun
+        // their block (under the sanitizers).
+        (void)block_bytes(h, a.kind.shape, a.kind.elem);
+        if (tarnx::failed(status) && !is_empty(h, a.kind.shape)) return what + "output not emptied after a failure" + st;
+        break;
+      case Role::Result:
+      case Role::Update:
+        if (tarnx::failed(status) && !is_failure_nan(slots_[i].pointer, a.kind.elem))
+          return what + "result is not the failure NaN" + st;
+        break;
+      case Role::Value:
+        break;
+    }
   }
   return {};
 }

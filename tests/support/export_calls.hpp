@@ -21,10 +21,12 @@ class PreparedCall {
   void* address() const { return address_; }
   std::vector<tarnx::ArgSlot>& slots() { return slots_; }
 
-  // Checks what every call promises whatever its status: scratch handles
-  // empty (one that only some paths use: empty, or exactly as passed), and
-  // after a failure every array output empty and every floating scalar
-  // result NaN. Returns a description of the first broken promise.
+  // Checks what every call promises whatever its status, for the last
+  // call(): a known status; inputs (blocks and scalars by reference)
+  // unchanged; scratch handles empty (one that only some paths use: empty,
+  // or exactly as passed); output sizes within their blocks; and after a
+  // failure every array output empty and every floating scalar result the
+  // failure NaN. Returns a description of the first broken promise.
   std::string broken_promise(int32_t status) const;
 
   // The bytes of every output and result, for comparing two calls.
@@ -35,8 +37,12 @@ class PreparedCall {
   void* address_;
   std::vector<tarnx::ArgSlot> slots_;
   std::vector<std::vector<unsigned char>> scalars_;  // storage for Ref and Result
-  std::vector<std::vector<unsigned char>> passed_;   // path scratch blocks as passed
+  std::vector<std::vector<unsigned char>> passed_;   // what call() was given, to compare
+  std::vector<void*> blocks_;                        // input blocks' addresses at call()
 };
+
+// The bytes a handle's dimension sizes say it holds.
+std::vector<unsigned char> block_bytes(ZwArrayHandle h, tarnx::arg::Shape shape, tarnx::arg::Elem elem);
 
 // The library's handle from dlopen, for dlsym of exports.
 void* library_handle();
