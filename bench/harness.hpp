@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/handle_layout.hpp"
 #include "frame/traits.hpp"
 #include "include/tarnx_linalg.h"
 
@@ -49,14 +50,14 @@ class Arrays {
 };
 
 inline double* matrix_values(ZwArrayHandle h) {
-  return reinterpret_cast<double*>(reinterpret_cast<char*>(*h) + 8);
+  return reinterpret_cast<double*>(reinterpret_cast<char*>(*h) + tarnx::layout::kMatrixOffset);
 }
 inline double* vector_values(ZwArrayHandle h) { return matrix_values(h); }
 template <class T> T* matrix_of(ZwArrayHandle h) {
-  return reinterpret_cast<T*>(reinterpret_cast<char*>(*h) + 8);
+  return reinterpret_cast<T*>(reinterpret_cast<char*>(*h) + tarnx::layout::kMatrixOffset);
 }
 template <class T> T* vector_of(ZwArrayHandle h) {
-  return reinterpret_cast<T*>(reinterpret_cast<char*>(*h) + tarnx::Traits<T>::vector_offset);
+  return reinterpret_cast<T*>(reinterpret_cast<char*>(*h) + tarnx::layout::kVectorOffset<T>);
 }
 inline int32_t dim(ZwArrayHandle h, int i) { return reinterpret_cast<int32_t*>(*h)[i]; }
 

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "frame/handle_layout.hpp"
 #include "zwrt.h"
 
 namespace {
@@ -19,7 +20,7 @@ bool blocks_move() {
 }
 
 double* values(ZwArrayHandle h) {
-  return reinterpret_cast<double*>(reinterpret_cast<char*>(*h) + 8);
+  return reinterpret_cast<double*>(reinterpret_cast<char*>(*h) + tarnx::layout::kMatrixOffset);
 }
 
 class HostStandIn : public testing::Test {

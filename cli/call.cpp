@@ -186,7 +186,7 @@ void Call::bind(const std::vector<std::string>& words, TextStore& store, bool* s
             slot.handle = make_handle(8 + count * element_size(k.elem));
             reinterpret_cast<int32_t*>(*slot.handle)[0] = g.rows;
             reinterpret_cast<int32_t*>(*slot.handle)[1] = g.cols;
-            convert(g, k.elem, reinterpret_cast<char*>(*slot.handle) + 8);
+            convert(g, k.elem, reinterpret_cast<char*>(*slot.handle) + layout::kMatrixOffset);
           }
           break;
         }
@@ -239,7 +239,7 @@ View Call::view(std::size_t i) const {
   const auto* block = reinterpret_cast<const char*>(*args_[i].handle);
   const auto* dims = reinterpret_cast<const int32_t*>(block);
   if (k.shape == Shape::Vector) return View{k.elem, k.shape, dims[0], 1, block + vector_offset(k.elem)};
-  return View{k.elem, k.shape, dims[0], dims[1], block + 8};
+  return View{k.elem, k.shape, dims[0], dims[1], block + layout::kMatrixOffset};
 }
 
 std::string Call::show(std::size_t i, const Format& f) const {

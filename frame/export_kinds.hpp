@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "frame/handle_layout.hpp"
 #include "frame/traits.hpp"
 #include "include/tarnx_linalg.h"
 
@@ -48,7 +49,16 @@ constexpr std::size_t element_size(Elem e) {
   }
   return 16;
 }
-constexpr std::size_t vector_offset(Elem e) { return e == Elem::F64 || e == Elem::C128 ? 8 : 4; }
+constexpr std::size_t vector_offset(Elem e) {
+  switch (e) {
+    case Elem::F32: return layout::kVectorOffset<float>;
+    case Elem::F64: return layout::kVectorOffset<double>;
+    case Elem::C64: return layout::kVectorOffset<cfloat>;
+    case Elem::C128: return layout::kVectorOffset<cdouble>;
+    case Elem::I32: return layout::kVectorOffset<int32_t>;
+  }
+  return layout::kMatrixOffset;
+}
 
 struct Desc {
   Role role;

@@ -7,6 +7,7 @@
 // are always read afresh through the handle afterwards.
 #include <cstdint>
 
+#include "frame/handle_layout.hpp"
 #include "frame/counts.hpp"
 #include "frame/status.hpp"
 #include "frame/traits.hpp"
@@ -23,10 +24,10 @@ inline int32_t cols(Handle h) { return sizes(h)[1]; }
 inline int32_t length(Handle h) { return sizes(h)[0]; }
 
 template <class T> inline T* vector_data(Handle h) {
-  return reinterpret_cast<T*>(reinterpret_cast<char*>(*h) + Traits<T>::vector_offset);
+  return reinterpret_cast<T*>(reinterpret_cast<char*>(*h) + layout::kVectorOffset<T>);
 }
 template <class T> inline T* matrix_data(Handle h) {
-  return reinterpret_cast<T*>(reinterpret_cast<char*>(*h) + 8);
+  return reinterpret_cast<T*>(reinterpret_cast<char*>(*h) + layout::kMatrixOffset);
 }
 
 // Number of significant bits of x - 1: the smallest b with 2^b >= x.

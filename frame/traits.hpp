@@ -22,7 +22,6 @@ template <> struct Traits<float> {
   static constexpr int32_t type_code = 9;
   static constexpr int index = 0;  // position in s, d, c, z
   static constexpr char letter = 's';
-  static constexpr std::size_t vector_offset = 4;
   static constexpr float epsilon = std::numeric_limits<float>::epsilon();
   // The screen refuses the extreme finite magnitudes as already overflowed.
   static constexpr float screen_high = std::bit_cast<float>(0x7F7FFFFFu);
@@ -36,7 +35,6 @@ template <> struct Traits<double> {
   static constexpr int32_t type_code = 10;
   static constexpr int index = 1;
   static constexpr char letter = 'd';
-  static constexpr std::size_t vector_offset = 8;
   static constexpr double epsilon = std::numeric_limits<double>::epsilon();
   static constexpr double screen_high = std::bit_cast<double>(0x7FEFFFFFFFFFFFFFull);
   // Deliberately the rounded decimal -1.7976931348623e+308, not -DBL_MAX: the
@@ -52,7 +50,6 @@ template <> struct Traits<cfloat> {
   static constexpr int32_t type_code = 12;
   static constexpr int index = 2;
   static constexpr char letter = 'c';
-  static constexpr std::size_t vector_offset = 4;
   static constexpr float epsilon = Traits<float>::epsilon;
   static constexpr float screen_high = Traits<float>::screen_high;
   static constexpr float screen_low = Traits<float>::screen_low;
@@ -65,7 +62,6 @@ template <> struct Traits<cdouble> {
   static constexpr int32_t type_code = 13;
   static constexpr int index = 3;
   static constexpr char letter = 'z';
-  static constexpr std::size_t vector_offset = 8;
   static constexpr double epsilon = Traits<double>::epsilon;
   static constexpr double screen_high = Traits<double>::screen_high;
   static constexpr double screen_low = Traits<double>::screen_low;
@@ -74,7 +70,6 @@ template <> struct Traits<cdouble> {
 // Pivots and permutations.
 template <> struct Traits<int32_t> {
   static constexpr int32_t type_code = 3;
-  static constexpr std::size_t vector_offset = 4;
 };
 
 template <class T> using RealOf = typename Traits<T>::Real;

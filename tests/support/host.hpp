@@ -11,6 +11,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "frame/handle_layout.hpp"
 #include "tarnx_linalg.h"
 #include "zwrt.h"
 
@@ -31,9 +32,7 @@ template <> struct CScalar<cdouble> { using type = ZwComplex128; };
 template <class T> using CScalarOf = typename CScalar<T>::type;
 template <class T> CScalarOf<T>* c_ptr(T* p) { return reinterpret_cast<CScalarOf<T>*>(p); }
 
-template <class T> constexpr std::size_t vector_offset() {
-  return (sizeof(T) == 8 && !std::is_same_v<T, cfloat>) || sizeof(T) == 16 ? 8 : 4;
-}
+template <class T> constexpr std::size_t vector_offset() { return tarnx::layout::kVectorOffset<T>; }
 
 inline int32_t* dims(ZwArrayHandle h) { return reinterpret_cast<int32_t*>(*h); }
 inline int32_t rows(ZwArrayHandle h) { return dims(h)[0]; }
@@ -41,7 +40,7 @@ inline int32_t cols(ZwArrayHandle h) { return dims(h)[1]; }
 inline int32_t length(ZwArrayHandle h) { return dims(h)[0]; }
 
 template <class T> T* matrix_data(ZwArrayHandle h) {
-  return reinterpret_cast<T*>(reinterpret_cast<char*>(*h) + 8);
+  return reinterpret_cast<T*>(reinterpret_cast<char*>(*h) + tarnx::layout::kMatrixOffset);
 }
 template <class T> T* vector_data(ZwArrayHandle h) {
   return reinterpret_cast<T*>(reinterpret_cast<char*>(*h) + vector_offset<T>());

@@ -13,6 +13,8 @@
 #include <cstring>
 #include <string>
 
+#include "frame/handle_layout.hpp"
+
 extern "C" void** AZNewHandle(std::size_t bytes);
 
 // The probe exits without giving back what it made; that is not the
@@ -28,11 +30,11 @@ void print_env(const char* key) {
 }
 
 void** matrix(int32_t r, int32_t c, double value) {
-  void** h = AZNewHandle(8 + sizeof(double) * static_cast<std::size_t>(r * c));
+  void** h = AZNewHandle(tarnx::layout::kMatrixOffset + sizeof(double) * static_cast<std::size_t>(r * c));
   auto* d = static_cast<int32_t*>(*h);
   d[0] = r;
   d[1] = c;
-  auto* v = reinterpret_cast<double*>(static_cast<char*>(*h) + 8);
+  auto* v = reinterpret_cast<double*>(static_cast<char*>(*h) + tarnx::layout::kMatrixOffset);
   for (int i = 0; i < r * c; ++i) v[i] = value;
   return h;
 }
@@ -45,7 +47,7 @@ int call_product(void* lib) {
   void** b = matrix(2, 2, 2.0);
   void** c = matrix(0, 0, 0.0);
   const int32_t status = fn(a, b, c);
-  const double* out = reinterpret_cast<double*>(static_cast<char*>(*c) + 8);
+  const double* out = reinterpret_cast<double*>(static_cast<char*>(*c) + tarnx::layout::kMatrixOffset);
   std::printf("status=%d\n", status);
   if (status == 0) std::printf("c00=%g\n", out[0]);
   return status;
