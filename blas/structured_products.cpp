@@ -113,7 +113,7 @@ template <class T> int32_t symv_common(const SymvArgs<T>& g) {
 // the one kind of self-adjoint matrix that each element type has.
 template <class T>
 int32_t SelfAdjointMatrixVectorProductFront(Handle a, Handle x, Handle y, const T* alpha,
-                                       const T* beta, int32_t uplo, int32_t incx, int32_t incy,
+                                            const T* beta, int32_t uplo, int32_t incx, int32_t incy,
                                        int32_t n, int32_t ar, int32_t ac, int32_t xo, int32_t yo,
                                        int32_t lda, int32_t layout, int32_t check_arguments) {
   SymvArgs<T> g{a, x, y, alpha, *beta, uplo, incx, incy, n, ar, ac, xo, yo, lda, layout};
@@ -151,7 +151,7 @@ template <class T> int32_t trmm_common(const TrmmArgs& g, const T* alpha) {
 
 template <class T>
 int32_t TriangularMatrixProductFront(Handle a, Handle b, const T* alpha, int32_t m, int32_t n,
-                                int32_t side, int32_t uplo, int32_t transa, int32_t diag,
+                                     int32_t side, int32_t uplo, int32_t transa, int32_t diag,
                                 int32_t ar, int32_t ac, int32_t br, int32_t bc, int32_t lda,
                                 int32_t ldb, int32_t layout, int32_t check_arguments) {
   const TrmmArgs g{a, b, m, n, side, uplo, transa, diag, ar, ac, br, bc, lda, ldb, layout};
@@ -192,7 +192,7 @@ template <class T> int32_t trmv_common(const TrmvArgs& g) {
 
 template <class T>
 int32_t TriangularMatrixVectorProductFront(Handle a, Handle x, int32_t uplo, int32_t trans, int32_t diag,
-                                      int32_t incx, int32_t n, int32_t ar, int32_t ac, int32_t xo,
+                                           int32_t incx, int32_t n, int32_t ar, int32_t ac, int32_t xo,
                                       int32_t lda, int32_t layout, int32_t check_arguments) {
   const TrmvArgs g{a, x, uplo, trans, diag, incx, n, ar, ac, xo, lda, layout};
   if (check_arguments == 1) {

@@ -97,7 +97,7 @@ int32_t two_norm(const T* a, int32_t m, int32_t n, RealOf<T>* result, Handle sin
 }
 
 template <class T> int32_t MatrixNormFront(Handle a, int32_t type, RealOf<T>* result, Handle singular_values,
-                                      Handle work, Handle real_work, Handle int_work) {
+                                           Handle work, Handle real_work, Handle int_work) {
   const int32_t m = rows(a), n = cols(a);
   if (m < 1 || n < 1) return EmptyInput;
   return MatrixNormKernel(matrix_data<T>(a), m, n, type, result, singular_values, work, real_work,

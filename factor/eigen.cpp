@@ -41,7 +41,7 @@ int32_t square_eigen_front(Handle a, int32_t option, Handle eigenvalues, Handle 
 
 template <class T>
 int32_t general_eigen(const T* a, int32_t n, ComplexOf<T>* values, ComplexOf<T>* vectors,
-                     Handle work, Handle real_work) {
+                      Handle work, Handle real_work) {
   using R = RealOf<T>;
   if (HasNonFinite(a, element_count(n, n))) return NotFinite;
   const char* jobvl = vectors != nullptr ? "V" : "N";
@@ -104,7 +104,7 @@ int32_t GeneralEigenFront(Handle a, int32_t option, Handle eigenvalues, Handle e
 
 template <class T>
 int32_t self_adjoint_eigen(const T* a, int32_t n, RealOf<T>* values, T* vectors, Handle work,
-                         Handle real_work, Handle int_work) {
+                           Handle real_work, Handle int_work) {
   using R = RealOf<T>;
   if (HasNonFinite(a, element_count(n, n))) return NotFinite;
   const char* jobz = vectors != nullptr ? "V" : "N";

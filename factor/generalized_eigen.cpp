@@ -65,7 +65,7 @@ int32_t generalized_eigen(const T* a, const T* b, int32_t n, ComplexOf<T>* value
 
 template <class T>
 int32_t GeneralizedEigenFront(Handle a, Handle b, int32_t option, Handle eigenvalues, Handle eigenvectors,
-                        Handle work, Handle real_work) {
+                              Handle work, Handle real_work) {
   using C = ComplexOf<T>;
   if (rows(a) < 1 || cols(a) < 1 || rows(b) < 1 || cols(b) < 1) return EmptyInput;
   if (rows(a) != cols(a) || rows(b) != cols(b)) return NotSquare;

@@ -31,7 +31,7 @@ int32_t gges_status(int info, int n) {
 
 template <class T>
 int32_t generalized_schur(T* a, T* b, int32_t n, T* q, T* z, ComplexOf<T>* eigenvalues, Handle work,
-                         Handle real_work) {
+                          Handle real_work) {
   using R = RealOf<T>;
   if (HasNonFinite(a, element_count(n, n)) || HasNonFinite(b, element_count(n, n))) return NotFinite;
   const bool vectors = q != nullptr;
@@ -80,7 +80,7 @@ int32_t generalized_schur(T* a, T* b, int32_t n, T* q, T* z, ComplexOf<T>* eigen
 
 template <class T>
 int32_t QZFront(Handle a, Handle b, int32_t compute_vectors, Handle q, Handle z, Handle eigenvalues,
-                 Handle work, Handle real_work) {
+                Handle work, Handle real_work) {
   using C = ComplexOf<T>;
   if (rows(a) < 1 || cols(a) < 1 || rows(b) < 1 || cols(b) < 1) return EmptyInput;
   if (rows(a) != cols(a) || rows(b) != cols(b)) return NotSquare;

@@ -113,7 +113,7 @@ template <class T> Line median_step(const FitData<T>& d, const UserWeights<T>& u
 
 template <class T>
 int32_t least_absolute_residual_fit(const FitData<T>& d, Handle work, double tolerance, double residue_floor,
-                                 int32_t limit, FitResult& r) {
+                                    int32_t limit, FitResult& r) {
   if (int32_t status = check_fit_points(d); status != Ok) return status;
   // A NaN is not at or below 0: it is used as given and the stopping tests
   // decide (every comparison with it is false).
@@ -247,7 +247,7 @@ struct FitOutputs {
 
 template <class T>
 int32_t dispatch_fit(Handle y, Handle x, Handle weights, int32_t method, double tolerance, double residue_floor,
-                    const FitOutputs& out, Handle work, FitResult& r) {
+                     const FitOutputs& out, Handle work, FitResult& r) {
   if (static_cast<uint32_t>(method) > Bisquare) return SelectorOutOfRange;
   const int32_t n = length(y);
   if (length(x) != n) return SizeMismatch;
@@ -265,7 +265,7 @@ int32_t dispatch_fit(Handle y, Handle x, Handle weights, int32_t method, double 
 
 template <class T>
 int32_t LinearFitFront(Handle y, Handle x, Handle weights, double* slope, double* intercept, double* residue,
-                        int32_t method, double tolerance, double residue_floor, int32_t* iterations, Handle work) {
+                       int32_t method, double tolerance, double residue_floor, int32_t* iterations, Handle work) {
   const FitOutputs out{slope, intercept, residue, iterations};
   FitResult r;
   const int32_t status = dispatch_fit<T>(y, x, weights, method, tolerance, residue_floor, out, work, r);

@@ -162,7 +162,7 @@ int32_t matrix_exponential(T* a, int32_t n, Handle workspace, Handle scale_facto
 
 template <class T>
 int32_t MatrixExponentialFront(Handle a, Handle workspace, Handle scale_factors, Handle balance_workspace,
-                          Handle solve_workspace, Handle pivots) {
+                               Handle solve_workspace, Handle pivots) {
   const int32_t n = rows(a);
   if (n < 1) return EmptyInput;
   if (cols(a) != n) return NotSquare;

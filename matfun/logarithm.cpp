@@ -214,7 +214,7 @@ int32_t matrix_logarithm(C* x, int32_t n, Handle scale_factors, Handle workspace
 
 template <class T>
 int32_t MatrixLogarithmFront(Handle a, Handle x, Handle scale_factors, Handle workspace,
-                        Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
+                             Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
   using C = ComplexOf<T>;
   const int32_t n = rows(a);
   if (n < 1) return EmptyInput;

@@ -76,7 +76,7 @@ int32_t matrix_power(T* a, int32_t n, int32_t p, Handle power_workspace, const P
 
 template <class T>
 int32_t MatrixPowerFront(Handle a, int32_t p, Handle power_workspace, Handle pinv_factors,
-                    Handle pinv_singular_values, Handle pinv_work, Handle pinv_real_work,
+                         Handle pinv_singular_values, Handle pinv_work, Handle pinv_real_work,
                     Handle pinv_int_work) {
   // The shape is checked before the size here: a 0 x 3 matrix is not square.
   const int32_t n = rows(a);

@@ -46,7 +46,7 @@ int32_t matrix_square_root(C* x, int32_t n, Handle scale_factors, Handle workspa
 
 template <class T>
 int32_t MatrixSquareRootFront(Handle a, Handle x, Handle scale_factors, Handle workspace,
-                         Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
+                              Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
   using C = ComplexOf<T>;
   const int32_t n = rows(a);
   if (n < 1) return EmptyInput;

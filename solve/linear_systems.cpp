@@ -139,7 +139,7 @@ int32_t LinearSystemFront(Handle a, Handle b, int32_t matrix_type, Handle x, Han
 
 template <class T>
 int32_t LinearSystemSetFront(Handle a, Handle b, int32_t matrix_type, Handle x, Handle workspace,
-                        Handle pivots) {
+                             Handle pivots) {
   const int32_t n = rows(a), k = cols(b);
   if (n < 1 || k < 1) return refuse_before_path<T>(EmptyInput, workspace, pivots);
   if (cols(a) != n) return refuse_before_path<T>(NotSquare, workspace, pivots);

@@ -62,7 +62,7 @@ namespace {
 
 template <class T>
 int32_t PseudoInverseFront(Handle a, RealOf<T> tolerance, Handle singular_values, Handle factors,
-                      Handle work, Handle real_work, Handle int_work) {
+                           Handle work, Handle real_work, Handle int_work) {
   const int32_t m = rows(a), n = cols(a);
   if (m < 1 || n < 1) return EmptyInput;
   // The result has the same element count, so it stays in the same block;
