@@ -1028,7 +1028,7 @@ template <class T, auto Export> struct MatrixExponential : Work {
       for (int32_t j = 0; j < n; ++j) sum += std::abs(x[static_cast<size_t>(j) * n + i]);
       norm = std::max(norm, sum);
     }
-    const int32_t s = tarnx::scalingPower(static_cast<double>(norm));
+    const int32_t s = tarnx::scaling_power(static_cast<double>(norm));
     const double factor = std::pow(0.5, s);
     if (s > 0) Raw<T>::rscal(nn, static_cast<R>(factor), x.data(), 1);
     for (int i = 0; i < nn; ++i) {
@@ -1042,7 +1042,7 @@ template <class T, auto Export> struct MatrixExponential : Work {
     T* p = power.data();
     T* other = spare.data();
     multiply(x.data(), x.data(), p);
-    const int32_t q = tarnx::selectPadeDegree(tarnx::kExponentialTolerance,
+    const int32_t q = tarnx::select_pade_degree(tarnx::kExponentialTolerance,
                                               static_cast<double>(norm) * factor);
     double c = 0.5, sign = 1.0;
     for (int32_t k = 2; k <= q; ++k) {
@@ -1110,7 +1110,7 @@ template <class T, auto Export> struct MatrixPower : Work {
                    n, blas_scalar(zero), out, n);
     };
     auto copy_block = [&](const T* from, T* to) { std::memcpy(static_cast<void*>(to), from, bytes); };
-    const T* out = tarnx::binaryPower<T*>(p.data(), q.data(), r.data(), kPower, multiply, copy_block);
+    const T* out = tarnx::binary_power<T*>(p.data(), q.data(), r.data(), kPower, multiply, copy_block);
     copy_block(out, result.data());
   }
   double disagreement() override { return difference(matrix_of<T>(a), result.data(), sq(n)); }
@@ -1267,7 +1267,7 @@ template <class T, auto Export> struct MatrixSquareRoot : Work {
   }
   void raw() override {
     frame.enter(start);
-    tarnx::triangularSquareRoot<R, RawProduct<R>>(frame.t.data(), n, root.data());
+    tarnx::triangular_square_root<R, RawProduct<R>>(frame.t.data(), n, root.data());
     frame.leave(root.data());
   }
   double disagreement() override {
@@ -1320,7 +1320,7 @@ template <class T, auto Export> struct MatrixLogarithm : Work {
     int roots = 0;
     double rho = tarnx::distance_to_identity(t, n);
     for (; rho > 0.25 && roots < 64; ++roots) {
-      tarnx::triangularSquareRoot<R, RawProduct<R>>(t, n, other);
+      tarnx::triangular_square_root<R, RawProduct<R>>(t, n, other);
       std::swap(t, other);
       rho = tarnx::distance_to_identity(t, n);
     }

@@ -52,8 +52,8 @@ template <class T> int32_t gemm_common(const GemmArgs<T>& g) {
 }
 
 template <class T>
-int32_t GeneralMatrixProduct(Handle a, Handle b, Handle c, const T* alpha, const T* beta,
-                             int32_t m, int32_t n, int32_t k, int32_t transa, int32_t transb,
+int32_t GeneralMatrixProductFront(Handle a, Handle b, Handle c, const T* alpha, const T* beta,
+                                  int32_t m, int32_t n, int32_t k, int32_t transa, int32_t transb,
                              int32_t ar, int32_t ac, int32_t br, int32_t bc, int32_t cr, int32_t cc,
                              int32_t lda, int32_t ldb, int32_t ldc, int32_t layout,
                              int32_t check_arguments) {
@@ -101,8 +101,8 @@ template <class T> int32_t gemv_common(const GemvArgs<T>& g) {
 }
 
 template <class T>
-int32_t GeneralMatrixVectorProduct(Handle a, Handle x, Handle y, const T* alpha, const T* beta,
-                                   int32_t trans, int32_t incx, int32_t incy, int32_t m, int32_t n,
+int32_t GeneralMatrixVectorProductFront(Handle a, Handle x, Handle y, const T* alpha, const T* beta,
+                                        int32_t trans, int32_t incx, int32_t incy, int32_t m, int32_t n,
                                    int32_t ar, int32_t ac, int32_t xo, int32_t yo, int32_t lda,
                                    int32_t layout, int32_t check_arguments) {
   GemvArgs<T> g{a, x, y, alpha, *beta, trans, incx, incy, m, n, ar, ac, xo, yo, lda, layout};

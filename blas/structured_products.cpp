@@ -72,8 +72,8 @@ int32_t symm_front(Handle a, Handle b, Handle c, const T* alpha, const T* beta, 
 }
 
 // One name per export: symm and hemm differ only in the core routine.
-template <class T> constexpr auto SymmetricMatrixProduct = &symm_front<T, false>;
-template <class T> constexpr auto HermitianMatrixProduct = &symm_front<T, true>;
+template <class T> constexpr auto SymmetricMatrixProductFront = &symm_front<T, false>;
+template <class T> constexpr auto HermitianMatrixProductFront = &symm_front<T, true>;
 
 template <class T> struct SymvArgs {
   Handle a, x, y;
@@ -112,8 +112,8 @@ template <class T> int32_t symv_common(const SymvArgs<T>& g) {
 // symv for the real types, hemv for the complex ones: the same product on
 // the one kind of self-adjoint matrix that each element type has.
 template <class T>
-int32_t SelfAdjointMatrixVectorProduct(Handle a, Handle x, Handle y, const T* alpha,
-                                       const T* beta, int32_t uplo, int32_t incx, int32_t incy,
+int32_t SelfAdjointMatrixVectorProductFront(Handle a, Handle x, Handle y, const T* alpha,
+                                            const T* beta, int32_t uplo, int32_t incx, int32_t incy,
                                        int32_t n, int32_t ar, int32_t ac, int32_t xo, int32_t yo,
                                        int32_t lda, int32_t layout, int32_t check_arguments) {
   SymvArgs<T> g{a, x, y, alpha, *beta, uplo, incx, incy, n, ar, ac, xo, yo, lda, layout};
@@ -150,8 +150,8 @@ template <class T> int32_t trmm_common(const TrmmArgs& g, const T* alpha) {
 }
 
 template <class T>
-int32_t TriangularMatrixProduct(Handle a, Handle b, const T* alpha, int32_t m, int32_t n,
-                                int32_t side, int32_t uplo, int32_t transa, int32_t diag,
+int32_t TriangularMatrixProductFront(Handle a, Handle b, const T* alpha, int32_t m, int32_t n,
+                                     int32_t side, int32_t uplo, int32_t transa, int32_t diag,
                                 int32_t ar, int32_t ac, int32_t br, int32_t bc, int32_t lda,
                                 int32_t ldb, int32_t layout, int32_t check_arguments) {
   const TrmmArgs g{a, b, m, n, side, uplo, transa, diag, ar, ac, br, bc, lda, ldb, layout};
@@ -191,8 +191,8 @@ template <class T> int32_t trmv_common(const TrmvArgs& g) {
 }
 
 template <class T>
-int32_t TriangularMatrixVectorProduct(Handle a, Handle x, int32_t uplo, int32_t trans, int32_t diag,
-                                      int32_t incx, int32_t n, int32_t ar, int32_t ac, int32_t xo,
+int32_t TriangularMatrixVectorProductFront(Handle a, Handle x, int32_t uplo, int32_t trans, int32_t diag,
+                                           int32_t incx, int32_t n, int32_t ar, int32_t ac, int32_t xo,
                                       int32_t lda, int32_t layout, int32_t check_arguments) {
   const TrmvArgs g{a, x, uplo, trans, diag, incx, n, ar, ac, xo, lda, layout};
   if (check_arguments == 1) {

@@ -9,7 +9,7 @@
 namespace tarnx {
 namespace {
 
-template <class T> int32_t Transpose(Handle a, Handle b) {
+template <class T> int32_t TransposeFront(Handle a, Handle b) {
   const int32_t m = rows(a), n = cols(a);
   T* out = nullptr;
   if (int32_t status = ResizeMatrix<T>(b, n, m, &out); status != Ok) return status;
@@ -29,7 +29,7 @@ template <class T> int32_t Transpose(Handle a, Handle b) {
 }
 
 // A non-square matrix is allowed: the shorter side bounds the diagonal.
-template <class T> int32_t Trace(Handle a, T* result) {
+template <class T> int32_t TraceFront(Handle a, T* result) {
   const int32_t m = rows(a), n = cols(a);
   if (m < 1 || n < 1) return EmptyInput;
   const T* d = matrix_data<T>(a);
@@ -40,7 +40,7 @@ template <class T> int32_t Trace(Handle a, T* result) {
   return Ok;
 }
 
-template <class T> int32_t Mean(Handle x, T* result) {
+template <class T> int32_t MeanFront(Handle x, T* result) {
   const int32_t n = length(x);
   if (n < 1) return EmptyInput;
   const T* d = vector_data<T>(x);
@@ -64,7 +64,7 @@ template <class T> int32_t Mean(Handle x, T* result) {
 // The Euclidean norm over sqrt(n), both square roots taken without any
 // rescaling; the division happens in float64 and float32 results are rounded
 // once at the end.
-template <class T> int32_t RootMeanSquare(Handle x, RealOf<T>* result) {
+template <class T> int32_t RootMeanSquareFront(Handle x, RealOf<T>* result) {
   using R = RealOf<T>;
   const int32_t n = length(x);
   if (n < 1) return EmptyInput;

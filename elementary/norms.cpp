@@ -9,6 +9,7 @@
 #include "elementary/sums.hpp"
 #include "factor/svd_kernel.hpp"
 #include "frame/export.hpp"
+#include "frame/workspace.hpp"
 
 namespace tarnx {
 namespace {
@@ -50,7 +51,9 @@ template <class T> RealOf<T> general_norm(const T* x, int32_t n, double p) {
   return static_cast<RealOf<T>>(std::pow(sum, 1.0 / p));
 }
 
-template <class T> int32_t VectorNormKernel(const T* x, int32_t n, double p, RealOf<T>* result) {
+template <class T> int32_t VectorNormFront(Handle h, double p, RealOf<T>* result) {
+  const T* const x = vector_data<T>(h);
+  const int32_t n = length(h);
   if (n < 1) return EmptyInput;
   if (std::isnan(p)) return NormOrderNaN;
   if (p == 0.0) return ZeroIncrement;
@@ -61,9 +64,6 @@ template <class T> int32_t VectorNormKernel(const T* x, int32_t n, double p, Rea
   return Ok;
 }
 
-template <class T> int32_t VectorNorm(Handle x, double p, RealOf<T>* result) {
-  return VectorNormKernel(vector_data<T>(x), length(x), p, result);
-}
 
 // The largest of `count` magnitude sums of `len` elements each; sum k starts
 // at a + k * step and walks with `stride`. Starts from 0, and a NaN sum never
@@ -79,23 +79,25 @@ RealOf<T> largest_magnitude_sum(const T* a, int32_t count, int32_t len, int32_t 
 }
 
 // The largest singular value. `singular_values` holds all min(m, n) of them
-// for the length of the call and is emptied again on every way out.
+// for the length of the call; the kernel is called by other operations too,
+// so it empties them again on every way out.
 template <class T>
 int32_t two_norm(const T* a, int32_t m, int32_t n, RealOf<T>* result, Handle singular_values,
                  Handle work, Handle real_work, Handle int_work) {
   using R = RealOf<T>;
   if (singular_values == nullptr) return InternalError;
+  const ScratchRelease<R> release_values(singular_values);
   R* s = nullptr;
-  int32_t status = ResizeVector<R>(singular_values, m < n ? m : n, &s);
-  if (status == Ok)
-    status = SingularValueKernel<T>(a, m, n, nullptr, s, nullptr, 'N', work, real_work, int_work);
-  if (status == Ok) *result = s[0];  // the values come back non-increasing
-  release_scratch<R>(singular_values);
-  return status;
+  if (int32_t status = size_scratch<R>(singular_values, m < n ? m : n, &s); status != Ok) return status;
+  if (int32_t status = SingularValueKernel<T>(a, m, n, nullptr, s, nullptr, 'N', work, real_work, int_work);
+      status != Ok)
+    return status;
+  *result = s[0];  // the values come back non-increasing
+  return Ok;
 }
 
-template <class T> int32_t MatrixNorm(Handle a, int32_t type, RealOf<T>* result, Handle singular_values,
-                                      Handle work, Handle real_work, Handle int_work) {
+template <class T> int32_t MatrixNormFront(Handle a, int32_t type, RealOf<T>* result, Handle singular_values,
+                                           Handle work, Handle real_work, Handle int_work) {
   const int32_t m = rows(a), n = cols(a);
   if (m < 1 || n < 1) return EmptyInput;
   return MatrixNormKernel(matrix_data<T>(a), m, n, type, result, singular_values, work, real_work,

@@ -12,7 +12,7 @@ template <class T> void fill_nan(T* data, int64_t count) {
   for (int64_t i = 0; i < count; ++i) data[i] = failure_nan<T>();
 }
 
-template <class T> int32_t MatrixProduct(Handle a, Handle b, Handle c) {
+template <class T> int32_t MatrixProductFront(Handle a, Handle b, Handle c) {
   const int32_t m = rows(a), k = cols(a), n = cols(b);
   if (rows(b) != k) return InnerDimensionMismatch;
   if (m < 0 || k < 0 || n < 0) return NegativeSize;
@@ -48,13 +48,13 @@ template <class T> int32_t MatrixVectorProduct(Handle a, Handle x, Handle y, int
   return Ok;
 }
 
-template <class T> int32_t MatrixTimesVector(Handle a, Handle x, Handle y) {
+template <class T> int32_t MatrixTimesVectorFront(Handle a, Handle x, Handle y) {
   return MatrixVectorProduct<T>(a, x, y, kNoTrans);
 }
 
 // x A is A-transpose x; for complex types the transpose is plain, not
 // conjugating.
-template <class T> int32_t VectorTimesMatrix(Handle x, Handle a, Handle y) {
+template <class T> int32_t VectorTimesMatrixFront(Handle x, Handle a, Handle y) {
   return MatrixVectorProduct<T>(a, x, y, kTrans);
 }
 
@@ -84,7 +84,7 @@ cfloat complex_float_dot(const cfloat* x, const cfloat* y, int32_t n) {
   return cfloat((re[0] + re[2]) + (re[1] + re[3]), (im[0] + im[2]) - (im[1] + im[3]));
 }
 
-template <class T> int32_t DotProduct(Handle x, Handle y, T* result) {
+template <class T> int32_t DotProductFront(Handle x, Handle y, T* result) {
   const int32_t n = length(x);
   if (length(y) != n) return SizeMismatch;
   if (n < 1) return EmptyInput;
@@ -109,7 +109,7 @@ template <class T> inline T times(const T& a, const T& b) {
   else return a * b;
 }
 
-template <class T> int32_t OuterProduct(Handle x, Handle y, Handle c) {
+template <class T> int32_t OuterProductFront(Handle x, Handle y, Handle c) {
   const int32_t m = length(x), n = length(y);
   if (m < 1 || n < 1) return EmptyInput;
   T* out = nullptr;
@@ -153,7 +153,7 @@ template <class T> int32_t OuterProduct(Handle x, Handle y, Handle c) {
 //       *out++ = v; } }
 // gives v(b[0]) twice for n = 2. A pointer whose address was never taken
 // is not moved that way, so the fault cannot reach this loop.
-template <class T> int32_t KroneckerProduct(Handle a, Handle b, Handle c) {
+template <class T> int32_t KroneckerProductFront(Handle a, Handle b, Handle c) {
   const int32_t p = rows(a), q = cols(a), r = rows(b), s = cols(b);
   if (p < 1 || q < 1 || r < 1 || s < 1) return EmptyInput;
   if (int32_t status = ResizeMatrix<T>(c, element_count(p, r), element_count(q, s)); status != Ok)

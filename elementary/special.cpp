@@ -71,7 +71,7 @@ template <class T> void build_companion(const T* x, int32_t n, T* out) {
 }
 
 template <class T>
-int32_t SpecialMatrix(int32_t type, int32_t size, Handle x, Handle y, Handle out) {
+int32_t SpecialMatrixFront(int32_t type, int32_t size, Handle x, Handle y, Handle out) {
   const int32_t nx = length(x), ny = length(y);
   int32_t r = size, c = size;  // an unknown type is refused only after the resize
   switch (type) {

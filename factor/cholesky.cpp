@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "frame/export.hpp"
+#include "frame/workspace.hpp"
 
 namespace tarnx {
 namespace {
@@ -14,30 +15,26 @@ constexpr int32_t kUpperFactor = 1;
 // one (and the reverse). For Hermitian A the transpose is the conjugate, and
 // the conjugate of the core's factor read transposed is our factor: no copy
 // and no conjugation is needed. Only the factor's triangle is read.
-template <class T> int32_t CholeskyWorker(T* a, int32_t n, int32_t factor_kind) {
+// On any failure the export empties the matrix: a half-overwritten input is
+// never handed back.
+template <class T> int32_t CholeskyFront(Handle a, int32_t factor_kind) {
+  const int32_t n = rows(a);
+  if (cols(a) != n) return NotSquare;
+  if (n <= 0) return EmptyInput;
   if (factor_kind != kLowerFactor && factor_kind != kUpperFactor) return SelectorOutOfRange;
+  T* const data = matrix_data<T>(a);
   const char* uplo = factor_kind == kLowerFactor ? "U" : "L";
   int order = n, info = 0;
-  Core<T>::potrf(uplo, &order, a, &order, &info);
-  if (info > 0) return NotPositiveDefinite;
-  if (info < 0) return InternalError;
+  Core<T>::potrf(uplo, &order, data, &order, &info);
+  if (int32_t status = status_from_info(info, NotPositiveDefinite); status != Ok) return status;
 
   // The other triangle still holds the caller's values: clear it.
   for (int32_t i = 0; i < n; ++i) {
-    T* row = a + static_cast<std::size_t>(i) * n;
+    T* row = data + static_cast<std::size_t>(i) * n;
     if (factor_kind == kLowerFactor) std::fill(row + i + 1, row + n, T(0));
     else std::fill(row, row + i, T(0));
   }
   return Ok;
-}
-
-// On any failure the export empties the matrix: a half-overwritten input is
-// never handed back.
-template <class T> int32_t Cholesky(Handle a, int32_t factor_kind) {
-  const int32_t n = rows(a);
-  if (cols(a) != n) return NotSquare;
-  if (n <= 0) return EmptyInput;
-  return CholeskyWorker<T>(matrix_data<T>(a), n, factor_kind);
 }
 
 }  // namespace

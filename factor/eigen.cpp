@@ -7,11 +7,13 @@
 // for a symmetric or Hermitian one the upper triangle of the transpose is our
 // lower triangle.
 #include <algorithm>
+#include <array>
 
 #include "factor/schur.hpp"
 #include "frame/core.hpp"
 #include "frame/export.hpp"
 #include "frame/layout.hpp"
+#include "frame/workspace.hpp"
 
 namespace tarnx {
 namespace {
@@ -21,7 +23,7 @@ enum EigenOption : int32_t { ValuesOnly = 0, ValuesAndVectors = 1 };
 // Checks, output sizing and the emptying on failure shared by every driver.
 // `Values` and `Vectors` are the element types of the two outputs.
 template <class Values, class Vectors, class Driver>
-int32_t EigenFront(Handle a, int32_t option, Handle eigenvalues, Handle eigenvectors, Driver driver) {
+int32_t square_eigen_front(Handle a, int32_t option, Handle eigenvalues, Handle eigenvectors, Driver driver) {
   const int32_t n = rows(a);
   if (n < 1) return EmptyInput;
   if (cols(a) != n) return NotSquare;
@@ -38,8 +40,8 @@ int32_t EigenFront(Handle a, int32_t option, Handle eigenvalues, Handle eigenvec
 // ---- general matrices ---------------------------------------------------------------------
 
 template <class T>
-int32_t GeneralEigen(const T* a, int32_t n, ComplexOf<T>* values, ComplexOf<T>* vectors,
-                     Handle work, Handle real_work) {
+int32_t general_eigen(const T* a, int32_t n, ComplexOf<T>* values, ComplexOf<T>* vectors,
+                      Handle work, Handle real_work) {
   using R = RealOf<T>;
   if (HasNonFinite(a, element_count(n, n))) return NotFinite;
   const char* jobvl = vectors != nullptr ? "V" : "N";
@@ -55,25 +57,20 @@ int32_t GeneralEigen(const T* a, int32_t n, ComplexOf<T>* values, ComplexOf<T>* 
   if (info < 0) return InternalError;
   lwork = workspace_size(query);
 
-  const int64_t nn = static_cast<int64_t>(n) * n;
-  const int64_t vl_size = vectors != nullptr ? nn : 0;
+  const int64_t nn = element_count(n, n);
   R* rwork = nullptr;
   if constexpr (is_complex_v<T>) {
-    if (real_work == nullptr) return InternalError;
-    if (ResizeVector<R>(real_work, 2 * int64_t{n}, &rwork) != Ok) return OutOfMemory;
+    if (int32_t status = size_scratch<R>(real_work, 2 * int64_t{n}, &rwork); status != Ok) return status;
   }
-  // Work layout: the copy, for real types WR and WI, VL when wanted, WORK.
-  const int64_t wr_wi = is_complex_v<T> ? 0 : 2 * static_cast<int64_t>(n);
-  const int32_t count = handle_count(nn + wr_wi + vl_size + lwork);
-  if (work == nullptr) return InternalError;
-  if (count < 0) return OutOfMemory;
+  // Work layout: the copy, for real types WR and WI (one element of T each),
+  // VL when wanted, WORK.
+  const int64_t eigen_part = is_complex_v<T> ? 0 : n;
+  const ScratchLayout<5> layout({nn, eigen_part, eigen_part, vectors != nullptr ? nn : 0, lwork});
   T* w = nullptr;
-  if (ResizeVector<T>(work, count, &w) != Ok) return OutOfMemory;
-  T* copy = w;
-  R* wr = reinterpret_cast<R*>(copy + nn);  // real types only
-  R* wi = wr + n;
-  T* vl = is_complex_v<T> ? copy + nn : reinterpret_cast<T*>(wi + n);
-  T* core_work = vl + vl_size;
+  if (int32_t status = size_scratch<T>(work, layout.total, &w); status != Ok) return status;
+  const auto [copy, wr_part, wi_part, vl, core_work] = layout.parts(w);
+  R* const wr = reinterpret_cast<R*>(wr_part);  // real types only
+  R* const wi = reinterpret_cast<R*>(wi_part);
 
   std::copy(a, a + nn, copy);
   if constexpr (is_complex_v<T>)
@@ -81,8 +78,7 @@ int32_t GeneralEigen(const T* a, int32_t n, ComplexOf<T>* values, ComplexOf<T>* 
                   &info);
   else
     Core<T>::geev(jobvl, "N", &n, copy, &n, wr, wi, vl, &n, nullptr, &n, core_work, &lwork, &info);
-  if (info < 0) return InternalError;
-  if (info > 0) return NoConvergence;
+  if (int32_t status = status_from_info(info, NoConvergence); status != Ok) return status;
 
   if constexpr (is_complex_v<T>) {
     // The conjugates of the left vectors of the transpose are the right
@@ -90,25 +86,25 @@ int32_t GeneralEigen(const T* a, int32_t n, ComplexOf<T>* values, ComplexOf<T>* 
     if (vectors != nullptr) ToColumnMajorConj(vl, n, n, vectors);
   } else {
     for (int32_t k = 0; k < n; ++k) values[k] = ComplexOf<T>(wr[k], wi[k]);
-    if (vectors != nullptr) PairedEigenvectors(vl, n, values, vectors);
+    if (vectors != nullptr) paired_eigenvectors(vl, n, values, vectors);
   }
   return Ok;
 }
 
 template <class T>
-int32_t EigenVWorker(Handle a, int32_t option, Handle eigenvalues, Handle eigenvectors, Handle work,
-                     Handle real_work) {
+int32_t GeneralEigenFront(Handle a, int32_t option, Handle eigenvalues, Handle eigenvectors,
+                          Handle work, Handle real_work) {
   using C = ComplexOf<T>;
-  return EigenFront<C, C>(a, option, eigenvalues, eigenvectors, [&](int32_t n, C* vectors, C* values) {
-    return GeneralEigen<T>(matrix_data<T>(a), n, values, vectors, work, real_work);
+  return square_eigen_front<C, C>(a, option, eigenvalues, eigenvectors, [&](int32_t n, C* vectors, C* values) {
+    return general_eigen<T>(matrix_data<T>(a), n, values, vectors, work, real_work);
   });
 }
 
 // ---- symmetric and Hermitian matrices -----------------------------------------------------
 
 template <class T>
-int32_t SelfAdjointEigen(const T* a, int32_t n, RealOf<T>* values, T* vectors, Handle work,
-                         Handle real_work, Handle int_work) {
+int32_t self_adjoint_eigen(const T* a, int32_t n, RealOf<T>* values, T* vectors, Handle work,
+                           Handle real_work, Handle int_work) {
   using R = RealOf<T>;
   if (HasNonFinite(a, element_count(n, n))) return NotFinite;
   const char* jobz = vectors != nullptr ? "V" : "N";
@@ -128,28 +124,19 @@ int32_t SelfAdjointEigen(const T* a, int32_t n, RealOf<T>* values, T* vectors, H
   liwork = iquery;
 
   // Work layout: the copy, Z, WORK; integer work: ISUPPZ (2n), IWORK.
-  const int64_t nn = static_cast<int64_t>(n) * n;
-  const int32_t count = handle_count(2 * nn + lwork);
-  const int32_t int_count = handle_count(2 * static_cast<int64_t>(n) + liwork);
+  const int64_t nn = element_count(n, n);
   R* rwork = nullptr;
   if constexpr (is_complex_v<T>) {
     lrwork = workspace_size(rquery);
-    if (real_work == nullptr) return InternalError;
-    if (ResizeVector<R>(real_work, lrwork, &rwork) != Ok) return OutOfMemory;
+    if (int32_t status = size_scratch<R>(real_work, lrwork, &rwork); status != Ok) return status;
   }
-  if (work == nullptr) return InternalError;
-  if (count < 0) return OutOfMemory;
-  T* w = nullptr;
-  if (ResizeVector<T>(work, count, &w) != Ok) return OutOfMemory;
-  if (int_work == nullptr) return InternalError;
-  if (int_count < 0) return OutOfMemory;
-  int32_t* iw = nullptr;
-  if (ResizeVector<int32_t>(int_work, int_count, &iw) != Ok) return OutOfMemory;
-  T* copy = w;
-  T* z = copy + nn;
-  T* core_work = z + nn;
-  int* isuppz = iw;
-  int* core_iwork = iw + 2 * n;
+  std::array<T*, 3> parts{};
+  if (int32_t status = carve_scratch<T>(work, {nn, nn, lwork}, parts); status != Ok) return status;
+  std::array<int32_t*, 2> int_parts{};
+  if (int32_t status = carve_scratch<int32_t>(int_work, {2 * int64_t{n}, liwork}, int_parts); status != Ok)
+    return status;
+  const auto [copy, z, core_work] = parts;
+  const auto [isuppz, core_iwork] = int_parts;
 
   std::copy(a, a + nn, copy);
   if constexpr (is_complex_v<T>)
@@ -171,20 +158,20 @@ int32_t SelfAdjointEigen(const T* a, int32_t n, RealOf<T>* values, T* vectors, H
 }
 
 template <class T>
-int32_t SymEigenVWorker(Handle a, int32_t option, Handle eigenvalues, Handle eigenvectors,
-                        Handle work, Handle int_work) {
+int32_t SymmetricEigenFront(Handle a, int32_t option, Handle eigenvalues, Handle eigenvectors,
+                            Handle work, Handle int_work) {
   using R = RealOf<T>;
-  return EigenFront<R, T>(a, option, eigenvalues, eigenvectors, [&](int32_t n, T* vectors, R* values) {
-    return SelfAdjointEigen<T>(matrix_data<T>(a), n, values, vectors, work, nullptr, int_work);
+  return square_eigen_front<R, T>(a, option, eigenvalues, eigenvectors, [&](int32_t n, T* vectors, R* values) {
+    return self_adjoint_eigen<T>(matrix_data<T>(a), n, values, vectors, work, nullptr, int_work);
   });
 }
 
 template <class T>
-int32_t HermEigenVWorker(Handle a, int32_t option, Handle eigenvalues, Handle eigenvectors,
-                         Handle work, Handle real_work, Handle int_work) {
+int32_t HermitianEigenFront(Handle a, int32_t option, Handle eigenvalues, Handle eigenvectors,
+                            Handle work, Handle real_work, Handle int_work) {
   using R = RealOf<T>;
-  return EigenFront<R, T>(a, option, eigenvalues, eigenvectors, [&](int32_t n, T* vectors, R* values) {
-    return SelfAdjointEigen<T>(matrix_data<T>(a), n, values, vectors, work, real_work, int_work);
+  return square_eigen_front<R, T>(a, option, eigenvalues, eigenvectors, [&](int32_t n, T* vectors, R* values) {
+    return self_adjoint_eigen<T>(matrix_data<T>(a), n, values, vectors, work, real_work, int_work);
   });
 }
 

@@ -18,7 +18,7 @@ namespace {
 enum GenEigenOption : int32_t { ValuesOnly = 0, ValuesAndVectors = 1 };
 
 template <class T>
-int32_t GeneralizedEigen(const T* a, const T* b, int32_t n, ComplexOf<T>* values,
+int32_t generalized_eigen(const T* a, const T* b, int32_t n, ComplexOf<T>* values,
                          ComplexOf<T>* vectors, Handle work, Handle real_work) {
   using R = RealOf<T>;
   if (HasNonFinite(a, element_count(n, n)) || HasNonFinite(b, element_count(n, n))) return NotFinite;
@@ -58,14 +58,14 @@ int32_t GeneralizedEigen(const T* a, const T* b, int32_t n, ComplexOf<T>* values
   p.eigenvalues(n, values);
   if (vectors != nullptr) {
     if constexpr (is_complex_v<T>) ToColumnMajorConj(vl, n, n, vectors);
-    else PairedEigenvectors(vl, n, values, vectors);
+    else paired_eigenvectors(vl, n, values, vectors);
   }
   return Ok;
 }
 
 template <class T>
-int32_t GenEigenVWorker(Handle a, Handle b, int32_t option, Handle eigenvalues, Handle eigenvectors,
-                        Handle work, Handle real_work) {
+int32_t GeneralizedEigenFront(Handle a, Handle b, int32_t option, Handle eigenvalues, Handle eigenvectors,
+                              Handle work, Handle real_work) {
   using C = ComplexOf<T>;
   if (rows(a) < 1 || cols(a) < 1 || rows(b) < 1 || cols(b) < 1) return EmptyInput;
   if (rows(a) != cols(a) || rows(b) != cols(b)) return NotSquare;
@@ -78,7 +78,7 @@ int32_t GenEigenVWorker(Handle a, Handle b, int32_t option, Handle eigenvalues, 
   if (option == ValuesOnly) EmptyMatrix<C>(eigenvectors);
   else if (ResizeMatrix<C>(eigenvectors, n, n, &vectors) != Ok) return OutOfMemory;
   // A negative status empties both outputs at the export boundary.
-  return GeneralizedEigen<T>(matrix_data<T>(a), matrix_data<T>(b), n, values, vectors, work, real_work);
+  return generalized_eigen<T>(matrix_data<T>(a), matrix_data<T>(b), n, values, vectors, work, real_work);
 }
 
 }  // namespace

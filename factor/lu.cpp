@@ -5,6 +5,7 @@
 
 #include "frame/export.hpp"
 #include "frame/layout.hpp"
+#include "frame/workspace.hpp"
 
 namespace tarnx {
 namespace {
@@ -16,7 +17,7 @@ namespace {
 // the rows then moves the other triangle across and sets the unit diagonal
 // and the zeros.
 template <class T>
-void LUUnpack(const T* lu, int32_t m, int32_t n, T* l, T* u, const int32_t* pivots, int32_t* p,
+void unpack_lu(const T* lu, int32_t m, int32_t n, T* l, T* u, const int32_t* pivots, int32_t* p,
               int32_t* order) {
   const int32_t k = std::min(m, n);
   // Column-major m x n is the row-major n x m block, whose column-major copy
@@ -48,50 +49,39 @@ void LUUnpack(const T* lu, int32_t m, int32_t n, T* l, T* u, const int32_t* pivo
   }
 }
 
-// Factors the row-major m x n `a` into the sized outputs. The work handle
-// receives the column-major copy the core factors; the permutation scratch
-// the running row order. Both come back empty.
+// Checks, sizes the outputs and both scratch handles, then factors. Every
+// resize comes before the core is called, so a handle that cannot be had
+// is refused before any work is done; the boundary empties the scratch.
 template <class T>
-int32_t LUKernel(const T* a, int32_t m, int32_t n, T* l, T* u, int32_t* p, int32_t* pivots,
-                 Handle work, Handle permutation) {
-  const ScratchRelease<T> release_work(work);
-  const ScratchRelease<int32_t> release_permutation(permutation);
-  if (m < 1 || n < 1) return EmptyInput;
-  if (work == nullptr) return InternalError;
-  T* w = nullptr;
-  if (ResizeVector<T>(work, element_count(m, n), &w) != Ok) return OutOfMemory;
-  ToColumnMajor(a, m, n, w);
-
-  int rows_ = m, cols_ = n, info = 0;
-  Core<T>::getrf(&rows_, &cols_, w, &rows_, pivots, &info);
-  if (info < 0) return InternalError;
-  // An exactly zero pivot still leaves a complete factorization: U is
-  // singular, and that is reported as a warning with every output kept.
-  const int32_t status = info > 0 ? WarnSingularFactor : Ok;
-
-  const int32_t k = std::min(m, n);
-  for (int32_t i = 0; i < k; ++i) pivots[i] -= 1;
-  for (int32_t i = k; i < m; ++i) pivots[i] = i;
-
-  if (permutation == nullptr) return InternalError;
-  int32_t* order = nullptr;
-  if (ResizeVector<int32_t>(permutation, m, &order) != Ok) return OutOfMemory;
-  LUUnpack(vector_data<T>(work), m, n, l, u, pivots, p, order);
-  return status;
-}
-
-template <class T>
-int32_t LUWorker(Handle a, Handle l, Handle u, Handle p, Handle pivots, Handle work,
-                 Handle permutation) {
+int32_t LUFront(Handle a, Handle l, Handle u, Handle p, Handle pivots, Handle work,
+                Handle permutation) {
   const int32_t m = rows(a), n = cols(a), k = std::min(m, n);
   if (m < 1 || n < 1) return EmptyInput;
   if (int32_t status = ResizeMatrix<T>(l, m, k); status != Ok) return status;
   if (int32_t status = ResizeMatrix<T>(u, k, n); status != Ok) return status;
   if (int32_t status = ResizeMatrix<int32_t>(p, m, m); status != Ok) return status;
   if (int32_t status = ResizeVector<int32_t>(pivots, m); status != Ok) return status;
+  // The work handle receives the column-major copy the core factors, the
+  // permutation handle the running row order of the unpacking.
+  if (int32_t status = size_scratch<T>(work, element_count(m, n)); status != Ok) return status;
+  if (int32_t status = size_scratch<int32_t>(permutation, m); status != Ok) return status;
   // Read after every resize: the blocks may have moved.
-  return LUKernel<T>(matrix_data<T>(a), m, n, matrix_data<T>(l), matrix_data<T>(u),
-                     matrix_data<int32_t>(p), vector_data<int32_t>(pivots), work, permutation);
+  T* const w = vector_data<T>(work);
+  int32_t* const ipiv = vector_data<int32_t>(pivots);
+  ToColumnMajor(matrix_data<T>(a), m, n, w);
+
+  int rows_ = m, cols_ = n, info = 0;
+  Core<T>::getrf(&rows_, &cols_, w, &rows_, ipiv, &info);
+  // An exactly zero pivot still leaves a complete factorization: U is
+  // singular, and that is reported as a warning with every output kept.
+  const int32_t status = status_from_info(info, WarnSingularFactor);
+  if (failed(status)) return status;
+
+  for (int32_t i = 0; i < k; ++i) ipiv[i] -= 1;
+  for (int32_t i = k; i < m; ++i) ipiv[i] = i;
+  unpack_lu(w, m, n, matrix_data<T>(l), matrix_data<T>(u), ipiv, matrix_data<int32_t>(p),
+           vector_data<int32_t>(permutation));
+  return status;
 }
 
 }  // namespace

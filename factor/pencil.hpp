@@ -4,9 +4,11 @@
 // alpha / beta, formed the same way so both give the same values bit for bit.
 #include <cmath>
 #include <complex>
+#include <tuple>
 
 #include "factor/schur.hpp"
 #include "frame/handle.hpp"
+#include "frame/workspace.hpp"
 
 namespace tarnx {
 
@@ -39,26 +41,20 @@ template <class T> struct PencilWork {
   R* rwork = nullptr;
 
   int32_t size(int32_t n, int32_t vector_blocks, int lwork, Handle work, Handle real_work) {
-    const int64_t nn = static_cast<int64_t>(n) * n;
-    const int64_t scalars = (is_complex_v<T> ? 2 : 3) * static_cast<int64_t>(n);
-    const int32_t count = handle_count(2 * nn + scalars + vector_blocks * nn + lwork);
-    if (work == nullptr) return InternalError;
-    if (count < 0) return OutOfMemory;
+    const int64_t nn = element_count(n, n);
+    // ALPHA and BETA, or ALPHAR ALPHAI BETA: each n elements of T.
+    const int64_t third = is_complex_v<T> ? 0 : n;
+    const ScratchLayout<7> layout({nn, nn, n, n, third, vector_blocks * nn, lwork});
     T* w = nullptr;
-    if (ResizeVector<T>(work, count, &w) != Ok) return OutOfMemory;
+    if (int32_t status = size_scratch<T>(work, layout.total, &w); status != Ok) return status;
     if constexpr (is_complex_v<T>) {
-      if (real_work == nullptr) return InternalError;
-      if (ResizeVector<R>(real_work, 8 * int64_t{n}, &rwork) != Ok) return OutOfMemory;
+      if (int32_t status = size_scratch<R>(real_work, 8 * int64_t{n}, &rwork); status != Ok) return status;
     }
-    a = w;
-    b = a + nn;
-    alpha = b + nn;
-    beta = alpha + n;
-    alphar = reinterpret_cast<R*>(b + nn);
-    alphai = alphar + n;
-    beta_r = alphai + n;
-    vectors = is_complex_v<T> ? beta + n : reinterpret_cast<T*>(beta_r + n);
-    core_work = vectors + vector_blocks * nn;
+    T* third_part = nullptr;
+    std::tie(a, b, alpha, beta, third_part, vectors, core_work) = std::tuple_cat(layout.parts(w));
+    alphar = reinterpret_cast<R*>(alpha);
+    alphai = reinterpret_cast<R*>(beta);
+    beta_r = reinterpret_cast<R*>(third_part);
     return Ok;
   }
 

@@ -7,58 +7,55 @@
 // pivoting has no LQ counterpart in the core, so that route copies A to
 // column-major and copies Q back.
 #include <algorithm>
+#include <array>
 #include <cstring>
-#include <limits>
 
 #include "frame/export.hpp"
 #include "frame/layout.hpp"
+#include "frame/workspace.hpp"
 
 namespace tarnx {
 namespace {
 
-constexpr int32_t kFull = 0;
-constexpr int32_t kEconomy = 1;
-constexpr int32_t kROnly = 2;
+// The mode selector's values, fixed by the export's contract.
+enum class QRMode : int32_t { Full = 0, Economy = 1, ROnly = 2 };
 
 // Output shapes of a mode: Q is m x q_cols, R is r_rows x n.
 struct QRShape {
   int32_t q_cols, r_rows;
 };
-inline bool shape_of(int32_t mode, int32_t m, int32_t n, QRShape* shape) {
+inline bool shape_of(QRMode mode, int32_t m, int32_t n, QRShape* shape) {
   const int32_t k = std::min(m, n);
   switch (mode) {
-    case kFull: *shape = {m, m}; return true;
-    case kEconomy: *shape = {k, k}; return true;
-    case kROnly: *shape = {0, k}; return true;
+    case QRMode::Full: *shape = {m, m}; return true;
+    case QRMode::Economy: *shape = {k, k}; return true;
+    case QRMode::ROnly: *shape = {0, k}; return true;
     default: return false;
   }
 }
 
-// Checks shared by both routes, in their order.
-template <class T> int32_t check_input(const T* a, int32_t m, int32_t n, int32_t mode, QRShape* shape) {
-  if (m < 1 || n < 1) return EmptyInput;
-  if (HasNonFinite(a, element_count(m, n))) return NotFinite;
-  if (!shape_of(mode, m, n, shape)) return SelectorOutOfRange;
+// One work handle holds the factor's buffer, tau (k) and the core's own
+// workspace, in that order.
+template <class T>
+int32_t carve_factor_work(Handle work, int64_t buffer, int32_t k, int32_t lwork, T** factor, T** tau,
+                          T** core_work) {
+  std::array<T*, 3> parts{};
+  if (int32_t status = carve_scratch<T>(work, {buffer, k, lwork}, parts); status != Ok) return status;
+  *factor = parts[0];
+  *tau = parts[1];
+  *core_work = parts[2];
   return Ok;
 }
 
-// The work handle's size for `buffer` elements of the factor, k for tau and
-// the core's own workspace, or -1 when that does not fit a 32-bit count.
-inline int32_t work_count(int64_t buffer, int32_t k, int32_t lwork) {
-  const int64_t total = buffer + k + lwork;
-  return total > std::numeric_limits<int32_t>::max() ? -1 : static_cast<int32_t>(total);
-}
-
+// The route without pivoting, on checked input and sized outputs.
 template <class T>
-int32_t QRNoPivot(const T* a, int32_t m, int32_t n, T* q, T* r, int32_t mode, Handle work) {
-  const ScratchRelease<T> release_work(work);
-  QRShape shape{};
-  if (int32_t status = check_input(a, m, n, mode, &shape); status != Ok) return status;
+int32_t qr_no_pivot(const T* a, int32_t m, int32_t n, T* q, T* r, QRMode mode, QRShape shape,
+                    Handle work) {
   const int32_t k = std::min(m, n);
-  const bool want_q = mode != kROnly;
+  const bool want_q = mode != QRMode::ROnly;
   // B = A^T, n x m column-major; in full mode the m x m Q_l overwrites it, so
   // its columns get max(m, n) rows of room.
-  const int ld = mode == kFull ? std::max(m, n) : n;
+  const int ld = mode == QRMode::Full ? std::max(m, n) : n;
   int bm = n, bn = m, qk = k, qrows = shape.q_cols, info = 0, lwork = -1;
 
   T query{};
@@ -70,12 +67,10 @@ int32_t QRNoPivot(const T* a, int32_t m, int32_t n, T* q, T* r, int32_t mode, Ha
     if (info != 0) return InternalError;
     needed = std::max(needed, workspace_size(query));
   }
-  if (work == nullptr) return InternalError;
-  const int32_t count = work_count(int64_t{ld} * m, k, needed);
-  if (count < 0 || ResizeVector<T>(work, count) != Ok) return OutOfMemory;
-  T* const b = vector_data<T>(work);
-  T* const tau = b + static_cast<std::size_t>(ld) * m;
-  T* const core_work = tau + k;
+  T *b = nullptr, *tau = nullptr, *core_work = nullptr;
+  if (int32_t status = carve_factor_work(work, element_count(ld, m), k, needed, &b, &tau, &core_work);
+      status != Ok)
+    return status;
   lwork = needed;
 
   // Row i of A is column i of B: the block is copied as it stands.
@@ -111,7 +106,7 @@ int32_t QRNoPivot(const T* a, int32_t m, int32_t n, T* q, T* r, int32_t mode, Ha
 // R from the column-major factor (leading dimension m), and P from the
 // core's one-based pivot list, which is made zero-based on the way.
 template <class T>
-void QRUnpackPivot(const T* factor, int32_t m, int32_t n, T* r, int32_t r_rows, int32_t* pivots,
+void unpack_pivoted_qr(const T* factor, int32_t m, int32_t n, T* r, int32_t r_rows, int32_t* pivots,
                    int32_t* p) {
   const int32_t k = std::min(m, n);
   for (int32_t i = 0; i < r_rows; ++i) {
@@ -130,17 +125,15 @@ void QRUnpackPivot(const T* factor, int32_t m, int32_t n, T* r, int32_t r_rows, 
   }
 }
 
+// The route with column pivoting, on checked input and sized outputs.
 template <class T>
-int32_t QRPivot(const T* a, int32_t m, int32_t n, T* q, T* r, int32_t* p, int32_t* pivots,
-                int32_t mode, Handle work, Handle real_work) {
-  const ScratchRelease<T> release_work(work);
-  QRShape shape{};
-  if (int32_t status = check_input(a, m, n, mode, &shape); status != Ok) return status;
+int32_t qr_pivot(const T* a, int32_t m, int32_t n, T* q, T* r, int32_t* p, int32_t* pivots,
+                 QRMode mode, QRShape shape, Handle work, Handle real_work) {
   const int32_t k = std::min(m, n);
-  const bool want_q = mode != kROnly;
+  const bool want_q = mode != QRMode::ROnly;
   // Column-major copy with leading dimension m and room for the m x m Q of
   // full mode.
-  const int32_t room = mode == kFull ? std::max(m, n) : n;
+  const int32_t room = mode == QRMode::Full ? std::max(m, n) : n;
   int rm = m, rn = n, qk = k, qcols = shape.q_cols, info = 0, lwork = -1;
 
   T query{};
@@ -155,17 +148,13 @@ int32_t QRPivot(const T* a, int32_t m, int32_t n, T* q, T* r, int32_t* p, int32_
     if (info != 0) return InternalError;
     needed = std::max(needed, workspace_size(query));
   }
-  if (work == nullptr) return InternalError;
-  const int32_t count = work_count(int64_t{room} * m, k, needed);
-  if (count < 0 || ResizeVector<T>(work, count) != Ok) return OutOfMemory;
+  T *buffer = nullptr, *tau = nullptr, *core_work = nullptr;
+  if (int32_t status = carve_factor_work(work, element_count(room, m), k, needed, &buffer, &tau, &core_work);
+      status != Ok)
+    return status;
   if constexpr (is_complex_v<T>) {
-    if (real_work == nullptr) return InternalError;
-    if (ResizeVector<double>(real_work, 2 * int64_t{n}) != Ok) return OutOfMemory;
+    if (int32_t status = size_scratch<double>(real_work, 2 * int64_t{n}); status != Ok) return status;
   }
-  // Every resize is done: the blocks stay where they are from here on.
-  T* const buffer = vector_data<T>(work);
-  T* const tau = buffer + static_cast<std::size_t>(room) * m;
-  T* const core_work = tau + k;
   lwork = needed;
 
   ToColumnMajor(a, m, n, buffer);
@@ -178,7 +167,7 @@ int32_t QRPivot(const T* a, int32_t m, int32_t n, T* q, T* r, int32_t* p, int32_
     Core<T>::geqp3(&rm, &rn, buffer, &rm, pivots, tau, core_work, &lwork, &info);
   }
   if (info != 0) return InternalError;
-  QRUnpackPivot(buffer, m, n, r, shape.r_rows, pivots, p);
+  unpack_pivoted_qr(buffer, m, n, r, shape.r_rows, pivots, p);
   if (!want_q) return Ok;
 
   Core<T>::ungqr(&rm, &qcols, &qk, buffer, &rm, tau, core_work, &lwork, &info);
@@ -188,30 +177,38 @@ int32_t QRPivot(const T* a, int32_t m, int32_t n, T* q, T* r, int32_t* p, int32_
   return Ok;
 }
 
+// The checks shared by both routes, in their order: an empty A, the mode,
+// the outputs (Q and R, then P and the pivots, which the route without
+// pivoting empties), and only then the values of A.
 template <class T>
-int32_t QRWorker(Handle a, Handle q, Handle r, Handle p, Handle pivots, int32_t pivoting,
-                 int32_t mode, Handle work, Handle real_work) {
+int32_t QRFront(Handle a, Handle q, Handle r, Handle p, Handle pivots, int32_t pivoting,
+                int32_t mode_value, Handle work, Handle real_work) {
   // The real workspace belongs to the complex pivoting route alone: there it
   // comes back empty on every way out, elsewhere exactly as it was passed.
   const ScratchRelease<double> release_real_work(is_complex_v<T> && pivoting != 0 ? real_work : nullptr);
   const int32_t m = rows(a), n = cols(a);
   if (m < 1 || n < 1) return EmptyInput;
+  const QRMode mode = static_cast<QRMode>(mode_value);
   QRShape shape{};
   if (!shape_of(mode, m, n, &shape)) return SelectorOutOfRange;
   // R only: Q is 0 x 0, not m x 0.
   if (int32_t status = ResizeMatrix<T>(q, shape.q_cols == 0 ? 0 : m, shape.q_cols); status != Ok) return status;
   if (int32_t status = ResizeMatrix<T>(r, shape.r_rows, n); status != Ok) return status;
-
   if (pivoting == 0) {
     if (rows(p) != 0 || cols(p) != 0) EmptyMatrix<int32_t>(p);
     if (length(pivots) != 0) EmptyVector<int32_t>(pivots);
-    return QRNoPivot<T>(matrix_data<T>(a), m, n, matrix_data<T>(q), matrix_data<T>(r), mode, work);
+  } else {
+    if (int32_t status = ResizeMatrix<int32_t>(p, n, n); status != Ok) return status;
+    if (int32_t status = ResizeVector<int32_t>(pivots, n); status != Ok) return status;
   }
-  if (int32_t status = ResizeMatrix<int32_t>(p, n, n); status != Ok) return status;
-  if (int32_t status = ResizeVector<int32_t>(pivots, n); status != Ok) return status;
+  const T* const data = matrix_data<T>(a);
+  if (HasNonFinite(data, element_count(m, n))) return NotFinite;
+
   // Read after every resize: the blocks may have moved.
-  return QRPivot<T>(matrix_data<T>(a), m, n, matrix_data<T>(q), matrix_data<T>(r),
-                    matrix_data<int32_t>(p), vector_data<int32_t>(pivots), mode, work, real_work);
+  if (pivoting == 0)
+    return qr_no_pivot<T>(data, m, n, matrix_data<T>(q), matrix_data<T>(r), mode, shape, work);
+  return qr_pivot<T>(data, m, n, matrix_data<T>(q), matrix_data<T>(r), matrix_data<int32_t>(p),
+                     vector_data<int32_t>(pivots), mode, shape, work, real_work);
 }
 
 }  // namespace

@@ -30,8 +30,8 @@ int32_t gges_status(int info, int n) {
 }
 
 template <class T>
-int32_t GeneralizedSchur(T* a, T* b, int32_t n, T* q, T* z, ComplexOf<T>* eigenvalues, Handle work,
-                         Handle real_work) {
+int32_t generalized_schur(T* a, T* b, int32_t n, T* q, T* z, ComplexOf<T>* eigenvalues, Handle work,
+                          Handle real_work) {
   using R = RealOf<T>;
   if (HasNonFinite(a, element_count(n, n)) || HasNonFinite(b, element_count(n, n))) return NotFinite;
   const bool vectors = q != nullptr;
@@ -79,8 +79,8 @@ int32_t GeneralizedSchur(T* a, T* b, int32_t n, T* q, T* z, ComplexOf<T>* eigenv
 }
 
 template <class T>
-int32_t QZWorker(Handle a, Handle b, int32_t compute_vectors, Handle q, Handle z, Handle eigenvalues,
-                 Handle work, Handle real_work) {
+int32_t QZFront(Handle a, Handle b, int32_t compute_vectors, Handle q, Handle z, Handle eigenvalues,
+                Handle work, Handle real_work) {
   using C = ComplexOf<T>;
   if (rows(a) < 1 || cols(a) < 1 || rows(b) < 1 || cols(b) < 1) return EmptyInput;
   if (rows(a) != cols(a) || rows(b) != cols(b)) return NotSquare;
@@ -98,7 +98,7 @@ int32_t QZWorker(Handle a, Handle b, int32_t compute_vectors, Handle q, Handle z
   if (ResizeVector<C>(eigenvalues, n, &values) != Ok) return OutOfMemory;
   // On failure the export empties A, B, Q, Z and the eigenvalues: the
   // caller's pair is lost, as the Schur form loses A.
-  return GeneralizedSchur<T>(matrix_data<T>(a), matrix_data<T>(b), n, left, right, values, work,
+  return generalized_schur<T>(matrix_data<T>(a), matrix_data<T>(b), n, left, right, values, work,
                              real_work);
 }
 

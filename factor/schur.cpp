@@ -11,6 +11,7 @@
 #include "frame/core.hpp"
 #include "frame/export.hpp"
 #include "frame/layout.hpp"
+#include "frame/workspace.hpp"
 
 namespace tarnx {
 namespace {
@@ -20,24 +21,22 @@ constexpr int32_t kSingle = 1;     // a 1 x 1 block
 constexpr int32_t kPairFirst = 2;  // first row of a 2 x 2 block
 constexpr int32_t kPairSecond = 0; // second row of a 2 x 2 block
 
-template <class R> R sort_key(std::complex<R> v, uint32_t order) {
-  const bool by_real_part = order == static_cast<uint32_t>(SchurOrder::RealAscending) ||
-                            order == static_cast<uint32_t>(SchurOrder::RealDescending);
+template <class R> R sort_key(std::complex<R> v, SchurOrder order) {
+  const bool by_real_part = order == SchurOrder::RealAscending || order == SchurOrder::RealDescending;
   return by_real_part ? v.real() : v.real() * v.real() + v.imag() * v.imag();
 }
 
 // Strict comparisons: equal keys never move, so the sort is stable and a
 // conjugate pair (equal keys in every order) is never taken apart.
-template <class R> bool out_of_order(R first, R second, uint32_t order) {
-  const bool ascending = order == static_cast<uint32_t>(SchurOrder::RealAscending) ||
-                         order == static_cast<uint32_t>(SchurOrder::ModulusAscending);
+template <class R> bool out_of_order(R first, R second, SchurOrder order) {
+  const bool ascending = order == SchurOrder::RealAscending || order == SchurOrder::ModulusAscending;
   return ascending ? first > second : second > first;
 }
 
 // Complex Schur forms have only 1 x 1 blocks: a plain bubble sort whose
 // passes end at their last exchange.
 template <class T>
-int32_t SchurSortComplex(T* t, int n, uint32_t order, T* z, T* eigenvalues, RealOf<T>* key) {
+int32_t sort_complex_schur(T* t, int n, SchurOrder order, T* z, T* eigenvalues, RealOf<T>* key) {
   for (int j = 0; j < n; ++j) key[j] = sort_key(eigenvalues[j], order);
   const char* compq = z != nullptr ? "V" : "N";
   for (int last = n - 1; last > 0;) {
@@ -47,7 +46,7 @@ int32_t SchurSortComplex(T* t, int n, uint32_t order, T* z, T* eigenvalues, Real
       const int ifst = j + 2, ilst = j + 1;  // one-based: move j + 1 up to j
       int info = 0;
       Core<T>::trexc(compq, &n, t, &n, z, &n, &ifst, &ilst, &info);
-      if (info < 0) return InternalError;
+      if (info < 0) return InternalError;  // the complex exchange cannot be refused
       std::swap(eigenvalues[j], eigenvalues[j + 1]);
       std::swap(key[j], key[j + 1]);
       last_exchange = j;
@@ -68,7 +67,7 @@ template <class R> struct RealSchurForm {
 // taken from T's diagonal so that the eigenvalue vector stays T's diagonal.
 template <class R>
 bool split_if_real(RealSchurForm<R>& form, int p, std::complex<R>* eigenvalues, R* key,
-                   int32_t* map, uint32_t order) {
+                   int32_t* map, SchurOrder order) {
   if (map[p] != kPairFirst || form.at(p + 1, p) != R(0)) return false;
   for (int i = p; i < p + 2; ++i) {
     eigenvalues[i] = std::complex<R>(form.at(i, i), R(0));
@@ -79,7 +78,7 @@ bool split_if_real(RealSchurForm<R>& form, int p, std::complex<R>* eigenvalues, 
 }
 
 template <class R>
-int32_t SchurSortReal(R* t, int n, uint32_t order, R* z, std::complex<R>* eigenvalues, R* key,
+int32_t sort_real_schur(R* t, int n, SchurOrder order, R* z, std::complex<R>* eigenvalues, R* key,
                       int32_t* map, R* trexc_work) {
   RealSchurForm<R> form{t, n};
   // Near-real pairs are snapped to two real eigenvalues before sorting, so
@@ -158,17 +157,6 @@ int32_t SchurSortReal(R* t, int n, uint32_t order, R* z, std::complex<R>* eigenv
   return Ok;
 }
 
-// Empties the workspace on every way out: the matrix functions call the
-// kernel directly, without an export around it.
-template <class T> struct KernelScratch {
-  Handle work, real_work, int_work;
-  ~KernelScratch() {
-    release_scratch<T>(work);
-    if constexpr (is_complex_v<T>) release_scratch<double>(real_work);
-    else release_scratch<int32_t>(int_work);
-  }
-};
-
 int32_t gees_status(int info, int n) {
   if (info < 0) return InternalError;
   if (info == 0) return Ok;
@@ -179,12 +167,14 @@ int32_t gees_status(int info, int n) {
 }  // namespace
 
 template <class T>
-int32_t SchurKernel(T* a, int32_t n, uint32_t sort_order, T* z, ComplexOf<T>* eigenvalues,
+int32_t SchurKernel(T* a, int32_t n, SchurOrder sort_order, T* z, ComplexOf<T>* eigenvalues,
                     Handle work, Handle real_work, Handle int_work) {
   using R = RealOf<T>;
-  KernelScratch<T> scratch{work, real_work, int_work};
-  if (n < 1) return EmptyInput;
-  if (sort_order >= kSchurOrderCount) return SelectorOutOfRange;
+  // The matrix functions call the kernel directly, without an export around
+  // it: it empties what it sizes, on every way out.
+  const ScratchRelease<T> release_work(work);
+  const ScratchRelease<double> release_real_work(is_complex_v<T> ? real_work : nullptr);
+  const ScratchRelease<int32_t> release_int_work(is_complex_v<T> ? nullptr : int_work);
   if (HasNonFinite(a, element_count(n, n))) return NotFinite;
 
   const char* jobvs = z != nullptr ? "V" : "N";
@@ -199,23 +189,22 @@ int32_t SchurKernel(T* a, int32_t n, uint32_t sort_order, T* z, ComplexOf<T>* ei
   if (info != 0) return InternalError;
   lwork = workspace_size(query);
 
-  // Work layout: the column-major copy (becomes T), for real types WR and WI,
-  // the core's workspace, then the Schur vectors when wanted.
-  const int64_t nn = static_cast<int64_t>(n) * n;
-  const int64_t eigen_parts = is_complex_v<T> ? 0 : 2 * static_cast<int64_t>(n);
-  const int32_t count = handle_count(nn + eigen_parts + lwork + (z != nullptr ? nn : 0));
+  // Work layout: the column-major copy (becomes T), for real types WR and WI
+  // (one element of T each), the core's workspace, then the Schur vectors
+  // when wanted.
+  const int64_t nn = element_count(n, n);
+  const int64_t eigen_parts = is_complex_v<T> ? 0 : n;
+  const ScratchLayout<5> layout({nn, eigen_parts, eigen_parts, lwork, z != nullptr ? nn : 0});
   if (work == nullptr || (is_complex_v<T> && real_work == nullptr)) return InternalError;
-  if (count < 0) return OutOfMemory;
   T* w = nullptr;
-  if (ResizeVector<T>(work, count, &w) != Ok) return OutOfMemory;
+  if (size_scratch<T>(work, layout.total, &w) != Ok) return OutOfMemory;
   double* rwork = nullptr;
   if constexpr (is_complex_v<T>)
-    if (ResizeVector<double>(real_work, n, &rwork) != Ok) return OutOfMemory;
-  T* t = w;
-  R* wr = reinterpret_cast<R*>(t + nn);  // real types only
-  R* wi = wr + n;
-  T* core_work = is_complex_v<T> ? t + nn : reinterpret_cast<T*>(wi + n);
-  T* vs = z != nullptr ? core_work + lwork : nullptr;
+    if (size_scratch<double>(real_work, n, &rwork) != Ok) return OutOfMemory;
+  const auto [t, wr_part, wi_part, core_work, vectors_part] = layout.parts(w);
+  R* const wr = reinterpret_cast<R*>(wr_part);  // real types only
+  R* const wi = reinterpret_cast<R*>(wi_part);
+  T* const vs = z != nullptr ? vectors_part : nullptr;
 
   ToColumnMajor(a, n, n, t);
   if constexpr (is_complex_v<T>)
@@ -229,18 +218,17 @@ int32_t SchurKernel(T* a, int32_t n, uint32_t sort_order, T* z, ComplexOf<T>* ei
   if constexpr (!is_complex_v<T>)
     for (int32_t k = 0; k < n; ++k) eigenvalues[k] = ComplexOf<T>(wr[k], wi[k]);
 
-  if (sort_order != static_cast<uint32_t>(SchurOrder::AsComputed)) {
+  if (sort_order != SchurOrder::AsComputed) {
     int32_t status;
     if constexpr (is_complex_v<T>) {
       // The core is done with RWORK: it holds the sort keys.
-      status = SchurSortComplex(t, n, sort_order, vs, eigenvalues, reinterpret_cast<R*>(rwork));
+      status = sort_complex_schur(t, n, sort_order, vs, eigenvalues, reinterpret_cast<R*>(rwork));
     } else {
-      if (int_work == nullptr) return InternalError;
       int32_t* map = nullptr;
-      if (ResizeVector<int32_t>(int_work, n, &map) != Ok) return OutOfMemory;
+      if (int32_t status = size_scratch<int32_t>(int_work, n, &map); status != Ok) return status;
       // WR holds the sort keys now; ?trexc needs n elements of workspace,
       // which the core's workspace (at least 3n) provides.
-      status = SchurSortReal(t, n, sort_order, vs, eigenvalues, wr, map, core_work);
+      status = sort_real_schur(t, n, sort_order, vs, eigenvalues, wr, map, core_work);
     }
     if (status != Ok) return status;
   }
@@ -253,8 +241,8 @@ int32_t SchurKernel(T* a, int32_t n, uint32_t sort_order, T* z, ComplexOf<T>* ei
 namespace {
 
 template <class T>
-int32_t SchurWorker(Handle a, int32_t compute_vectors, int32_t sort_order_bits, Handle z,
-                    Handle eigenvalues, Handle work, Handle real_work, Handle int_work) {
+int32_t SchurFront(Handle a, int32_t compute_vectors, int32_t sort_order_bits, Handle z,
+                   Handle eigenvalues, Handle work, Handle real_work, Handle int_work) {
   // The order crosses the boundary as an unsigned number.
   const uint32_t sort_order = static_cast<uint32_t>(sort_order_bits);
   const int32_t n = rows(a);
@@ -267,13 +255,14 @@ int32_t SchurWorker(Handle a, int32_t compute_vectors, int32_t sort_order_bits, 
   ComplexOf<T>* values = nullptr;
   if (ResizeVector<ComplexOf<T>>(eigenvalues, n, &values) != Ok) return OutOfMemory;
   // On failure the export empties A, Z and the eigenvalues: A is lost.
-  return SchurKernel<T>(matrix_data<T>(a), n, sort_order, vectors, values, work, real_work, int_work);
+  return SchurKernel<T>(matrix_data<T>(a), n, static_cast<SchurOrder>(sort_order), vectors, values,
+                        work, real_work, int_work);
 }
 
 }  // namespace
 
 #define TARNX_INSTANTIATE_SCHUR(t, T)                                                          \
-  template int32_t SchurKernel<T>(T*, int32_t, uint32_t, T*, ComplexOf<T>*, Handle, Handle, Handle);
+  template int32_t SchurKernel<T>(T*, int32_t, SchurOrder, T*, ComplexOf<T>*, Handle, Handle, Handle);
 TARNX_FOR_SDCZ(TARNX_INSTANTIATE_SCHUR)
 #undef TARNX_INSTANTIATE_SCHUR
 

@@ -19,7 +19,7 @@ enum class SchurOrder : uint32_t {
 };
 inline constexpr uint32_t kSchurOrderCount = 5;
 
-// Schur form of the row-major n x n matrix `a`, in place: on success `a`
+// Schur form of the row-major n x n matrix `a` (n at least 1), in place: on success `a`
 // holds T (quasi-upper-triangular for real types) and `z`, when not null, the
 // Schur vectors, so that A = Z T Z^H. `eigenvalues` receives n complex values
 // equal to T's diagonal (2 x 2 blocks included), ordered by `sort_order`.
@@ -27,8 +27,9 @@ inline constexpr uint32_t kSchurOrderCount = 5;
 // Workspace comes from the caller's handles: `work` of the element type,
 // `real_work` of float64 (complex types only), `int_work` of int32 (real
 // types, only when sorting). All three are empty again when it returns.
+// A matrix holding a NaN or an infinity gives NotFinite.
 template <class T>
-int32_t SchurKernel(T* a, int32_t n, uint32_t sort_order, T* z, ComplexOf<T>* eigenvalues,
+int32_t SchurKernel(T* a, int32_t n, SchurOrder sort_order, T* z, ComplexOf<T>* eigenvalues,
                     Handle work, Handle real_work, Handle int_work);
 
 // Complex eigenvectors from the real eigenvector matrix of a real problem
@@ -38,7 +39,7 @@ int32_t SchurKernel(T* a, int32_t n, uint32_t sort_order, T* z, ComplexOf<T>* ei
 // of the caller's matrix: column j becomes vl(j) - i vl(j + 1) and column
 // j + 1 its conjugate. The result is row-major, column j for eigenvalue j.
 template <class R>
-void PairedEigenvectors(const R* vl, int32_t n, const std::complex<R>* eigenvalues,
+void paired_eigenvectors(const R* vl, int32_t n, const std::complex<R>* eigenvalues,
                         std::complex<R>* out) {
   const std::size_t ld = static_cast<std::size_t>(n);
   for (int32_t j = 0; j < n; ++j) {

@@ -6,22 +6,25 @@
 namespace tarnx {
 namespace {
 
-constexpr int32_t kEconomy = 0;
-constexpr int32_t kFull = 1;
+// The mode selector's values, fixed by the export's contract (the reverse
+// of the QR modes' numbering).
+enum class SVDMode : int32_t { Economy = 0, Full = 1 };
 
 template <class T>
-int32_t SVDWorker(Handle a, int32_t values_only, int32_t mode, Handle u, Handle s, Handle v,
-                  Handle work, Handle real_work, Handle int_work) {
+int32_t SVDFront(Handle a, int32_t values_only, int32_t mode_value, Handle u, Handle s, Handle v,
+                 Handle work, Handle real_work, Handle int_work) {
   using R = RealOf<T>;
   const int32_t m = rows(a), n = cols(a), k = m < n ? m : n;
   if (k < 1) return EmptyInput;
+  const SVDMode mode = static_cast<SVDMode>(mode_value);
   // The mode is refused even when only the values are asked for.
-  if (mode != kEconomy && mode != kFull) return SelectorOutOfRange;
+  if (mode != SVDMode::Economy && mode != SVDMode::Full) return SelectorOutOfRange;
 
   char job = 'N';
   if (values_only == 0) {
-    job = mode == kFull ? 'A' : 'S';
-    const int32_t u_cols = mode == kFull ? m : k, v_cols = mode == kFull ? n : k;
+    const bool full = mode == SVDMode::Full;
+    job = full ? 'A' : 'S';
+    const int32_t u_cols = full ? m : k, v_cols = full ? n : k;
     if (int32_t status = ResizeMatrix<T>(u, m, u_cols); status != Ok) return status;
     if (int32_t status = ResizeMatrix<T>(v, n, v_cols); status != Ok) return status;
   } else {

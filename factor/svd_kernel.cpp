@@ -10,16 +10,14 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 
 #include "frame/core.hpp"
 #include "frame/layout.hpp"
+#include "frame/workspace.hpp"
 
 namespace tarnx {
 
 namespace {
-
-constexpr int64_t kMaxCount = std::numeric_limits<int32_t>::max();
 
 // One call shape for the real and complex flavours of the core routine.
 template <class T>
@@ -38,6 +36,7 @@ template <class T>
 int32_t SingularValueKernel(const T* a, int32_t m, int32_t n, T* u, RealOf<T>* s, T* v, char job,
                             Handle work, Handle real_work, Handle int_work) {
   using R = RealOf<T>;
+  // Other operations call the kernel directly: it empties what it sizes.
   const ScratchRelease<T> release_work{work};
   const ScratchRelease<double> release_real_work{is_complex_v<T> ? real_work : nullptr};
   const ScratchRelease<int32_t> release_int_work{int_work};
@@ -63,29 +62,21 @@ int32_t SingularValueKernel(const T* a, int32_t m, int32_t n, T* u, RealOf<T>* s
   const int32_t lwork = std::max(1, workspace_size(query));
 
   if constexpr (is_complex_v<T>) {
-    if (real_work == nullptr) return InternalError;
     // The core's real workspace for vector jobs; asked for every job, since
     // it also covers the values-only need.
     const int64_t big = std::max(m, n);
     const int64_t real_count = int64_t{k} * std::max<int64_t>(5 * int64_t{k} + 7, 2 * (big + k) + 1);
-    if (real_count > kMaxCount) return OutOfMemory;
-    if (ResizeVector<double>(real_work, static_cast<int32_t>(real_count)) != Ok) return OutOfMemory;
+    if (int32_t status = size_scratch<double>(real_work, real_count); status != Ok) return status;
   }
-  if (work == nullptr) return InternalError;
   // Layout: copy of A (m n), the core's workspace (lwork), then the left
   // factor (p n) when vectors are wanted.
-  const int64_t a_count = int64_t{m} * n;
-  const int64_t left_count = vectors ? int64_t{p} * n : 0;
-  const int64_t work_count = a_count + lwork + left_count;
-  if (work_count > kMaxCount) return OutOfMemory;
-  if (ResizeVector<T>(work, static_cast<int32_t>(work_count)) != Ok) return OutOfMemory;
-  if (int_work == nullptr) return InternalError;
-  if (ResizeVector<int32_t>(int_work, 8 * int64_t{k}) != Ok) return OutOfMemory;
+  const int64_t a_count = element_count(m, n);
+  const ScratchLayout<3> layout({a_count, lwork, vectors ? element_count(p, n) : 0});
+  if (int32_t status = size_scratch<T>(work, layout.total); status != Ok) return status;
+  if (int32_t status = size_scratch<int32_t>(int_work, 8 * int64_t{k}); status != Ok) return status;
 
   // Every resize is done: the blocks stay where they are from here on.
-  T* const w = vector_data<T>(work);
-  T* const core_work = w + a_count;
-  T* const left = core_work + lwork;
+  const auto [w, core_work, left] = layout.parts(vector_data<T>(work));
   R* const rwork = is_complex_v<T> ? reinterpret_cast<R*>(vector_data<double>(real_work)) : nullptr;
 
   std::memcpy(static_cast<void*>(w), a, static_cast<std::size_t>(a_count) * sizeof(T));

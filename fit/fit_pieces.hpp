@@ -40,7 +40,7 @@ template <class T> struct UserWeights {
 // Refuses NaN and infinite weights; all weights zero means no weights (a
 // plain fit, deliberately not an error), while a single non-zero weight
 // leaves nothing to fit a line through.
-template <class T> int32_t CheckFitWeights(const T* w, int32_t n, UserWeights<T>& out) {
+template <class T> int32_t check_fit_weights(const T* w, int32_t n, UserWeights<T>& out) {
   out = UserWeights<T>{};
   if (w == nullptr) return Ok;
   int32_t zeros = 0;
@@ -58,7 +58,7 @@ template <class T> int32_t CheckFitWeights(const T* w, int32_t n, UserWeights<T>
   return Ok;
 }
 
-template <class T> void NormalizeWeights(const UserWeights<T>& uw, int32_t n, double* v) {
+template <class T> void normalize_weights(const UserWeights<T>& uw, int32_t n, double* v) {
   for (int32_t i = 0; i < n; ++i) v[i] = uw.normalized(i);
 }
 
@@ -68,7 +68,7 @@ template <class T> void NormalizeWeights(const UserWeights<T>& uw, int32_t n, do
 // sums lose every digit to cancellation once x or y sit far from zero. `v`
 // null means unit weights. False when the weighted x values do not spread:
 // no line y = slope x + intercept can be formed then.
-template <class T> bool WeightedLineFit(const T* x, const T* y, int32_t n, const double* v, LineSums& out) {
+template <class T> bool weighted_line_fit(const T* x, const T* y, int32_t n, const double* v, LineSums& out) {
   double sw = 0, mx = 0, my = 0, cxx = 0, cxy = 0;
   for (int32_t i = 0; i < n; ++i) {
     const double vi = v != nullptr ? v[i] : 1.0;
@@ -94,7 +94,7 @@ template <class T> bool WeightedLineFit(const T* x, const T* y, int32_t n, const
 // Writes the fitted values over y and returns the mean (weighted) squared
 // residual, in the one pass that reads each y before it is overwritten.
 template <class T>
-double FitValuesAndResidue(const T* x, T* y, int32_t n, const UserWeights<T>& uw, const Line& line) {
+double fit_values_and_residue(const T* x, T* y, int32_t n, const UserWeights<T>& uw, const Line& line) {
   double sum = 0;
   for (int32_t i = 0; i < n; ++i) {
     const double fit = line.at(static_cast<double>(x[i]));
@@ -105,12 +105,12 @@ double FitValuesAndResidue(const T* x, T* y, int32_t n, const UserWeights<T>& uw
   return sum / n * uw.scale;
 }
 
-template <class T> void WriteFitValues(const T* x, T* y, int32_t n, const Line& line) {
+template <class T> void write_fit_values(const T* x, T* y, int32_t n, const Line& line) {
   for (int32_t i = 0; i < n; ++i) y[i] = static_cast<T>(line.at(static_cast<double>(x[i])));
 }
 
 template <class T>
-double MeanAbsoluteResidual(const T* x, const T* y, int32_t n, const UserWeights<T>& uw, const Line& line) {
+double mean_absolute_residual(const T* x, const T* y, int32_t n, const UserWeights<T>& uw, const Line& line) {
   double sum = 0;
   for (int32_t i = 0; i < n; ++i)
     sum += uw.normalized(i) * std::abs(line.at(static_cast<double>(x[i])) - static_cast<double>(y[i]));
@@ -134,7 +134,7 @@ struct Weighted {
 
 // Sorts the pairs by value and walks the weights up from the smallest value
 // to the first position where they reach half of `total`.
-inline double WeightedMedian(Weighted* pairs, int32_t m, double total) {
+inline double weighted_median(Weighted* pairs, int32_t m, double total) {
   std::sort(pairs, pairs + m, [](const Weighted& a, const Weighted& b) { return ordered_before(a.value, b.value); });
   const double half = total / 2;
   double running = 0;
@@ -147,14 +147,14 @@ inline double WeightedMedian(Weighted* pairs, int32_t m, double total) {
 
 // The same rule with every weight 1, on bare values sorted by the host: the
 // running count i + 1 first reaches m / 2 at i = ceil(m / 2) - 1.
-inline double UnweightedMedian(double* values, int32_t m) {
+inline double unweighted_median(double* values, int32_t m) {
   host::QSort(values, m, static_cast<int32_t>(sizeof(double)), compare_float64);
   return values[(m + 1) / 2 - 1];
 }
 
 // The median by selection: the element of rank n / 2, averaged for even n
 // with the largest element below it. Reorders `values`.
-inline double SelectMedian(double* values, int32_t n) {
+inline double select_median(double* values, int32_t n) {
   double* mid = values + n / 2;
   std::nth_element(values, mid, values + n, ordered_before);
   if (n % 2 != 0) return *mid;
@@ -166,7 +166,7 @@ inline double SelectMedian(double* values, int32_t n) {
 // straight-line design, h = v (1 / sum v + (x - mean x)^2 / spread); `v`
 // null means unit weights. Leverages near 1 are capped so that a point the
 // line must pass through still gets a finite factor.
-template <class T> void LeverageFactors(const T* x, int32_t n, const double* v, const LineSums& sums, double* b) {
+template <class T> void leverage_factors(const T* x, int32_t n, const double* v, const LineSums& sums, double* b) {
   const double capped = std::sqrt(1.0 / (1.0 - 0.999));
   for (int32_t i = 0; i < n; ++i) {
     const double vi = v != nullptr ? v[i] : 1.0;
@@ -180,8 +180,8 @@ template <class T> void LeverageFactors(const T* x, int32_t n, const double* v, 
 // `copy` (which holds a copy of `a` on entry) for the two median
 // selections. ZeroIncrement when the residual scale is zero or too few
 // weights stay above zero to fit a line.
-template <class T> int32_t BisquareWeights(double* a, double* copy, int32_t n, const UserWeights<T>& uw) {
-  const double med = SelectMedian(copy, n);
+template <class T> int32_t bisquare_weights(double* a, double* copy, int32_t n, const UserWeights<T>& uw) {
+  const double med = select_median(copy, n);
   double largest = 0;
   for (int32_t i = 0; i < n; ++i) {
     copy[i] = std::abs(a[i] - med);
@@ -191,7 +191,7 @@ template <class T> int32_t BisquareWeights(double* a, double* copy, int32_t n, c
   // one side of zero; measure them from zero instead.
   if (!(std::abs(med) < largest))
     for (int32_t i = 0; i < n; ++i) copy[i] = std::abs(a[i]);
-  double s = SelectMedian(copy, n);
+  double s = select_median(copy, n);
   if (s == 0) {
     double sum = 0;
     for (int32_t i = 0; i < n; ++i) sum += copy[i];

@@ -6,6 +6,7 @@
 #include "fit/fit_pieces.hpp"
 #include "frame/export.hpp"
 #include "frame/layout.hpp"
+#include "frame/workspace.hpp"
 
 namespace tarnx {
 namespace {
@@ -33,48 +34,40 @@ struct FitResult {
 
 // ---- checks every method makes ------------------------------------------------------------
 
-template <class T> int32_t CheckFitPoints(const FitData<T>& d) {
+template <class T> int32_t check_fit_points(const FitData<T>& d) {
   if (d.n < 2) return TooFewPoints;
   if (HasNonFinite(d.x, d.n) || HasNonFinite(d.y, d.n)) return NotFinite;
   return Ok;
 }
 
-// Sizes the work handle to `count` float64; a method that needs it cannot
-// run without it.
-inline int32_t SizeWork(Handle work, int64_t count, double** out) {
-  if (work == nullptr) return InternalError;
-  if (count > INT32_MAX) return OutOfMemory;
-  return ResizeVector<double>(work, static_cast<int32_t>(count), out);
-}
-
 // Two points: the line through both, met exactly with no iteration.
-template <class T> int32_t LineThroughTwoPoints(const FitData<T>& d, FitResult& r) {
+template <class T> int32_t line_through_two_points(const FitData<T>& d, FitResult& r) {
   const double x0 = d.x[0], x1 = d.x[1], y0 = d.y[0], y1 = d.y[1];
   if (x0 == x1) return FitNotFormed;
   r.slope = (y0 - y1) / (x0 - x1);
   r.intercept = (x0 * y1 - x1 * y0) / (x0 - x1);
   r.residue = 0;
   r.iterations = 0;
-  fit::WriteFitValues(d.x, d.y, d.n, Line{r.slope, r.intercept});
+  fit::write_fit_values(d.x, d.y, d.n, Line{r.slope, r.intercept});
   return Ok;
 }
 
 // ---- method 0 -------------------------------------------------------------------------------
 
-template <class T> int32_t LeastSquaresFit(const FitData<T>& d, Handle work, FitResult& r) {
-  if (int32_t status = CheckFitPoints(d); status != Ok) return status;
+template <class T> int32_t least_squares_fit(const FitData<T>& d, Handle work, FitResult& r) {
+  if (int32_t status = check_fit_points(d); status != Ok) return status;
   UserWeights<T> uw;
-  if (int32_t status = fit::CheckFitWeights(d.w, d.n, uw); status != Ok) return status;
+  if (int32_t status = fit::check_fit_weights(d.w, d.n, uw); status != Ok) return status;
   double* v = nullptr;
   if (uw.w != nullptr) {
-    if (int32_t status = SizeWork(work, d.n, &v); status != Ok) return status;
-    fit::NormalizeWeights(uw, d.n, v);
+    if (int32_t status = size_scratch<double>(work, d.n, &v); status != Ok) return status;
+    fit::normalize_weights(uw, d.n, v);
   }
   LineSums sums;
-  if (!fit::WeightedLineFit(d.x, d.y, d.n, v, sums)) return FitNotFormed;
+  if (!fit::weighted_line_fit(d.x, d.y, d.n, v, sums)) return FitNotFormed;
   r.slope = sums.line.slope;
   r.intercept = sums.line.intercept;
-  r.residue = fit::FitValuesAndResidue(d.x, d.y, d.n, uw, sums.line);
+  r.residue = fit::fit_values_and_residue(d.x, d.y, d.n, uw, sums.line);
   return Ok;
 }
 
@@ -86,7 +79,7 @@ inline bool smaller_residual(double a, double b) { return a < b || (std::isnan(b
 // One round of alternating weighted medians: the slope from the candidates
 // (y - intercept) / x weighted by |x| |w|, then the intercept from y - slope x
 // weighted by |w|. Zero weights carry nothing and are left out of the sorts.
-template <class T> Line MedianStep(const FitData<T>& d, const UserWeights<T>& uw, const Line& from, fit::Weighted* pairs) {
+template <class T> Line median_step(const FitData<T>& d, const UserWeights<T>& uw, const Line& from, fit::Weighted* pairs) {
   Line next;
   int32_t m = 0;
   double total = 0;
@@ -97,13 +90,13 @@ template <class T> Line MedianStep(const FitData<T>& d, const UserWeights<T>& uw
     pairs[m++] = fit::Weighted{(static_cast<double>(d.y[i]) - from.intercept) / xi, weight};
     total += weight;
   }
-  next.slope = fit::WeightedMedian(pairs, m, total);
+  next.slope = fit::weighted_median(pairs, m, total);
 
   if (uw.w == nullptr) {
     // Every weight is 1: the bare values go to the host's sort.
     double* values = reinterpret_cast<double*>(pairs);
     for (int32_t i = 0; i < d.n; ++i) values[i] = static_cast<double>(d.y[i]) - next.slope * static_cast<double>(d.x[i]);
-    next.intercept = fit::UnweightedMedian(values, d.n);
+    next.intercept = fit::unweighted_median(values, d.n);
     return next;
   }
   m = 0;
@@ -114,51 +107,51 @@ template <class T> Line MedianStep(const FitData<T>& d, const UserWeights<T>& uw
     pairs[m++] = fit::Weighted{static_cast<double>(d.y[i]) - next.slope * static_cast<double>(d.x[i]), weight};
     total += weight;
   }
-  next.intercept = fit::WeightedMedian(pairs, m, total);
+  next.intercept = fit::weighted_median(pairs, m, total);
   return next;
 }
 
 template <class T>
-int32_t LeastAbsoluteResidualFit(const FitData<T>& d, Handle work, double tolerance, double residue_floor,
-                                 int32_t limit, FitResult& r) {
-  if (int32_t status = CheckFitPoints(d); status != Ok) return status;
+int32_t least_absolute_residual_fit(const FitData<T>& d, Handle work, double tolerance, double residue_floor,
+                                    int32_t limit, FitResult& r) {
+  if (int32_t status = check_fit_points(d); status != Ok) return status;
   // A NaN is not at or below 0: it is used as given and the stopping tests
   // decide (every comparison with it is false).
   if (tolerance <= 0) tolerance = kDefaultTolerance;
   if (residue_floor <= 0) residue_floor = kDefaultResidueFloor;
-  if (d.n == 2) return LineThroughTwoPoints(d, r);
+  if (d.n == 2) return line_through_two_points(d, r);
   // The slope step divides by x: one zero x only leaves that point out,
   // two leave too little to go on.
   int32_t zero_x = 0;
   for (int32_t i = 0; i < d.n; ++i) zero_x += d.x[i] == 0;
   if (zero_x >= 2) return FitNotFormed;
   UserWeights<T> uw;
-  if (int32_t status = fit::CheckFitWeights(d.w, d.n, uw); status != Ok) return status;
+  if (int32_t status = fit::check_fit_weights(d.w, d.n, uw); status != Ok) return status;
   // n (value, weight) pairs; the bare values of the unweighted intercept
   // step reuse the front of the same space.
   double* space = nullptr;
-  if (int32_t status = SizeWork(work, 2 * static_cast<int64_t>(d.n), &space); status != Ok) return status;
+  if (int32_t status = size_scratch<double>(work, 2 * static_cast<int64_t>(d.n), &space); status != Ok) return status;
   auto* pairs = reinterpret_cast<fit::Weighted*>(space);
 
   // The start: the least-squares line, with the normalized weights parked
   // in the work space until the medians need it.
   const double* v = nullptr;
   if (uw.w != nullptr) {
-    fit::NormalizeWeights(uw, d.n, space);
+    fit::normalize_weights(uw, d.n, space);
     v = space;
   }
   LineSums start;
-  if (!fit::WeightedLineFit(d.x, d.y, d.n, v, start)) return FitNotFormed;
+  if (!fit::weighted_line_fit(d.x, d.y, d.n, v, start)) return FitNotFormed;
   const Line least_squares = start.line;
-  const double r_least_squares = fit::MeanAbsoluteResidual(d.x, d.y, d.n, uw, least_squares);
+  const double r_least_squares = fit::mean_absolute_residual(d.x, d.y, d.n, uw, least_squares);
 
   Line before = least_squares, last;
   double r_old = r_least_squares, r_new;
   int32_t k = 0;
   for (;;) {
     ++k;
-    last = MedianStep(d, uw, before, pairs);
-    r_new = fit::MeanAbsoluteResidual(d.x, d.y, d.n, uw, last);
+    last = median_step(d, uw, before, pairs);
+    r_new = fit::mean_absolute_residual(d.x, d.y, d.n, uw, last);
     const bool improving = r_new <= r_old && r_new > residue_floor && r_old - r_new > r_old * tolerance;
     if (!(k < limit && improving)) break;
     before = last;
@@ -181,38 +174,38 @@ int32_t LeastAbsoluteResidualFit(const FitData<T>& d, Handle work, double tolera
   r.intercept = best.intercept;
   r.residue = r_best;
   r.iterations = k;
-  fit::WriteFitValues(d.x, d.y, d.n, best);
+  fit::write_fit_values(d.x, d.y, d.n, best);
   return Ok;
 }
 
 // ---- method 2 -------------------------------------------------------------------------------
 
 template <class T>
-int32_t BisquareFit(const FitData<T>& d, Handle work, double tolerance, int32_t limit, FitResult& r) {
-  if (int32_t status = CheckFitPoints(d); status != Ok) return status;
+int32_t bisquare_fit(const FitData<T>& d, Handle work, double tolerance, int32_t limit, FitResult& r) {
+  if (int32_t status = check_fit_points(d); status != Ok) return status;
   // A NaN is not at or below 0: it is used as given and the stopping tests
   // decide (every comparison with it is false).
   if (tolerance <= 0) tolerance = kDefaultTolerance;
-  if (d.n == 2) return LineThroughTwoPoints(d, r);
+  if (d.n == 2) return line_through_two_points(d, r);
   UserWeights<T> uw;
-  if (int32_t status = fit::CheckFitWeights(d.w, d.n, uw); status != Ok) return status;
+  if (int32_t status = fit::check_fit_weights(d.w, d.n, uw); status != Ok) return status;
   // Three buffers of n: the adjusted residuals that become the weights, the
   // leverage factors, and a copy for the median selections (which also holds
   // the normalized user weights until the iteration starts).
   double* space = nullptr;
-  if (int32_t status = SizeWork(work, 3 * static_cast<int64_t>(d.n), &space); status != Ok) return status;
+  if (int32_t status = size_scratch<double>(work, 3 * static_cast<int64_t>(d.n), &space); status != Ok) return status;
   double* const adjusted = space;
   double* const leverage = space + d.n;
   double* const copy = space + 2 * static_cast<std::size_t>(d.n);
 
   const double* v = nullptr;
   if (uw.w != nullptr) {
-    fit::NormalizeWeights(uw, d.n, copy);
+    fit::normalize_weights(uw, d.n, copy);
     v = copy;
   }
   LineSums start;
-  if (!fit::WeightedLineFit(d.x, d.y, d.n, v, start)) return FitNotFormed;
-  fit::LeverageFactors(d.x, d.n, v, start, leverage);
+  if (!fit::weighted_line_fit(d.x, d.y, d.n, v, start)) return FitNotFormed;
+  fit::leverage_factors(d.x, d.n, v, start, leverage);
 
   Line line = start.line;
   int32_t k = 0;
@@ -224,9 +217,9 @@ int32_t BisquareFit(const FitData<T>& d, Handle work, double tolerance, int32_t 
     }
     // Too few points keep any weight, or what keeps weight has no spread in
     // x: the current line is as far as reweighting can take it.
-    if (fit::BisquareWeights(adjusted, copy, d.n, uw) != Ok) break;
+    if (fit::bisquare_weights(adjusted, copy, d.n, uw) != Ok) break;
     LineSums refit;
-    if (!fit::WeightedLineFit(d.x, d.y, d.n, adjusted, refit)) break;
+    if (!fit::weighted_line_fit(d.x, d.y, d.n, adjusted, refit)) break;
     const Line previous = line;
     line = refit.line;
     // Either coefficient settling is enough to stop.
@@ -237,7 +230,7 @@ int32_t BisquareFit(const FitData<T>& d, Handle work, double tolerance, int32_t 
   r.slope = line.slope;
   r.intercept = line.intercept;
   r.iterations = k;
-  r.residue = fit::FitValuesAndResidue(d.x, d.y, d.n, uw, line);
+  r.residue = fit::fit_values_and_residue(d.x, d.y, d.n, uw, line);
   return Ok;
 }
 
@@ -253,8 +246,8 @@ struct FitOutputs {
 };
 
 template <class T>
-int32_t DispatchFit(Handle y, Handle x, Handle weights, int32_t method, double tolerance, double residue_floor,
-                    const FitOutputs& out, Handle work, FitResult& r) {
+int32_t dispatch_fit(Handle y, Handle x, Handle weights, int32_t method, double tolerance, double residue_floor,
+                     const FitOutputs& out, Handle work, FitResult& r) {
   if (static_cast<uint32_t>(method) > Bisquare) return SelectorOutOfRange;
   const int32_t n = length(y);
   if (length(x) != n) return SizeMismatch;
@@ -263,19 +256,19 @@ int32_t DispatchFit(Handle y, Handle x, Handle weights, int32_t method, double t
   if (!out.present()) return InternalError;
   const FitData<T> d{vector_data<T>(x), vector_data<T>(y), weighted ? vector_data<T>(weights) : nullptr, n};
   switch (method) {
-    case LeastSquares: return LeastSquaresFit(d, work, r);
+    case LeastSquares: return least_squares_fit(d, work, r);
     case LeastAbsoluteResidual:
-      return LeastAbsoluteResidualFit(d, work, tolerance, residue_floor, *out.iterations, r);
-    default: return BisquareFit(d, work, tolerance, *out.iterations, r);
+      return least_absolute_residual_fit(d, work, tolerance, residue_floor, *out.iterations, r);
+    default: return bisquare_fit(d, work, tolerance, *out.iterations, r);
   }
 }
 
 template <class T>
-int32_t LinearFitWorker(Handle y, Handle x, Handle weights, double* slope, double* intercept, double* residue,
-                        int32_t method, double tolerance, double residue_floor, int32_t* iterations, Handle work) {
+int32_t LinearFitFront(Handle y, Handle x, Handle weights, double* slope, double* intercept, double* residue,
+                       int32_t method, double tolerance, double residue_floor, int32_t* iterations, Handle work) {
   const FitOutputs out{slope, intercept, residue, iterations};
   FitResult r;
-  const int32_t status = DispatchFit<T>(y, x, weights, method, tolerance, residue_floor, out, work, r);
+  const int32_t status = dispatch_fit<T>(y, x, weights, method, tolerance, residue_floor, out, work, r);
   // On failure the export empties Y and writes the failure NaN into the
   // float64 results; the count is ours to clear.
   if (iterations != nullptr) *iterations = failed(status) ? 0 : r.iterations;

@@ -19,9 +19,4 @@ constexpr int64_t element_count(int64_t rows, int64_t cols) { return rows * cols
 
 constexpr bool handle_can_hold(int64_t count) { return count >= 0 && count <= kMaxHandleCount; }
 
-// `count` as the int32 a handle stores, or -1 when no handle can hold it.
-constexpr int32_t handle_count(int64_t count) {
-  return handle_can_hold(count) ? static_cast<int32_t>(count) : -1;
-}
-
 }  // namespace tarnx

@@ -7,7 +7,9 @@
 // scratch handles come back empty, and after a failure every array output is
 // empty and every scalar output holds the failure NaN. An operation still
 // empties its own outputs where its contract says so; this is the one exit
-// path behind all of them.
+// path behind all of them. Its target is the operation's front, `<Op>Front`:
+// the checks in their order and the sizing of the outputs, then the work.
+// Who empties which scratch handle is written down in frame/handle.hpp.
 #include "include/tarnx_linalg.h"
 #include "frame/core.hpp"
 #include "frame/export_kinds.hpp"

@@ -44,14 +44,24 @@ template <class T> int32_t ResizeMatrix(Handle h, int64_t rows, int64_t cols, T*
 template <class T> int32_t EmptyVector(Handle h);
 template <class T> int32_t EmptyMatrix(Handle h);
 
-// A scratch handle the caller passes as workspace is emptied on every return.
+// Who empties a scratch handle, one rule for the whole library:
+//  - a `Scratch` argument of an export is emptied by the export boundary
+//    (`settle` in frame/export.hpp) on every return; the front and the code
+//    below it leave that to the boundary;
+//  - a `PathScratch` argument is emptied by the path that uses it, with a
+//    ScratchRelease where that path starts; every other path leaves it as
+//    the caller passed it;
+//  - a kernel that other operations call (SchurKernel, SingularValueKernel,
+//    GeneralSolveKernel, GeneralInverseKernel, PseudoInverseKernel,
+//    MatrixNormKernel, BalanceKernel) empties the scratch it sizes with a
+//    ScratchRelease, since no boundary need stand between it and its caller.
 // Emptying an already empty block needs no trip to the host.
 template <class T> inline void release_scratch(Handle h) {
   if (h != nullptr && *h != nullptr && length(h) != 0) EmptyVector<T>(h);
 }
 
-// Empties a caller's scratch handle when the routine that sized it returns,
-// on every path, for routines that other routines call directly.
+// Empties a scratch handle when the scope that sized it ends, on every path
+// (see above for where one belongs).
 template <class T> struct ScratchRelease {
   explicit ScratchRelease(Handle h) : handle(h) {}
   ScratchRelease(const ScratchRelease&) = delete;

@@ -11,13 +11,9 @@
 #include "frame/core.hpp"
 #include "frame/handle.hpp"
 #include "frame/layout.hpp"
+#include "frame/workspace.hpp"
 
 namespace tarnx {
-
-// Element count of an n x n block, or -1 when it does not fit a handle.
-inline int32_t square_count(int32_t n, int32_t blocks = 1, int32_t extra = 0) {
-  return handle_count(element_count(n, n) * blocks + extra);
-}
 
 // The indices of the balanced range that ?gebal reports; with scaling only
 // they span the whole matrix, but ?gebak wants them back as they were given.
@@ -29,10 +25,7 @@ struct BalancedRange {
 // Sizes `workspace` to n x n and copies the row-major `a` into it
 // column-major, for the core's balancing routines.
 template <class T> int32_t column_major_copy(const T* a, int32_t n, Handle workspace, T** w) {
-  if (workspace == nullptr) return InternalError;
-  const int32_t count = square_count(n);
-  if (count < 0) return OutOfMemory;
-  if (ResizeVector<T>(workspace, count, w) != Ok) return OutOfMemory;
+  if (int32_t status = size_scratch<T>(workspace, element_count(n, n), w); status != Ok) return status;
   ToColumnMajor(a, n, n, *w);
   return Ok;
 }
@@ -73,17 +66,18 @@ template <class T> void scale_two_sided(T* a, int32_t n, const RealOf<T>* d, int
 // copy is not used: it scales a row and then a column, and an element that
 // the first scaling underflows (a tiny diagonal element beside a large row)
 // is lost although D^-1 A D keeps it. The factors are powers of two, so B is
-// formed again from A, each element scaled once and exactly.
+// formed again from A, each element scaled once and exactly. Called by the
+// matrix functions directly, it empties the workspace itself.
 template <class T>
-int32_t balanceMatrix(T* a, int32_t n, RealOf<T>* scale, Handle workspace, BalancedRange* range) {
-  ScratchRelease<T> release(workspace);
+int32_t BalanceKernel(T* a, int32_t n, RealOf<T>* scale, Handle workspace, BalancedRange* range) {
+  const ScratchRelease<T> release(workspace);
   T* w = nullptr;
   if (int32_t status = column_major_copy(a, n, workspace, &w); status != Ok) return status;
   // The core's balancing refuses a NaN (info -3) only when its scan meets it
   // before its scaling loop does: a NaN in a row or column that also holds an
   // infinity can keep that loop rescaling forever. Refusing it here gives the
   // same status without handing the matrix over.
-  if (HasNaN(w, square_count(n))) return InternalError;
+  if (HasNaN(w, element_count(n, n))) return InternalError;
   int info = 0;
   Core<T>::gebal("S", &n, w, &n, &range->ilo, &range->ihi, scale, &info);
   if (info != 0) return InternalError;
@@ -91,13 +85,13 @@ int32_t balanceMatrix(T* a, int32_t n, RealOf<T>* scale, Handle workspace, Balan
   return Ok;
 }
 
-// Undoes balanceMatrix on a function of the balanced matrix: `a` becomes
+// Undoes BalanceKernel on a function of the balanced matrix: `a` becomes
 // D a D^-1, each element scaled once by the power of two d(i) / d(j), for
 // the reason given above. `workspace` is not needed on the way back and is
 // handed back empty.
 template <class T>
-int32_t unbalanceMatrix(T* a, int32_t n, const RealOf<T>* scale, BalancedRange, Handle workspace) {
-  ScratchRelease<T> release(workspace);
+int32_t UnbalanceKernel(T* a, int32_t n, const RealOf<T>* scale, BalancedRange, Handle workspace) {
+  const ScratchRelease<T> release(workspace);
   if (workspace == nullptr) return InternalError;
   balance::scale_two_sided(a, n, scale, -1);
   return Ok;

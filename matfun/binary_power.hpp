@@ -12,7 +12,7 @@ namespace tarnx {
 // exactly log2 m products and any other at most 2 floor(log2 m). Returns
 // the buffer holding the result; `p` is clobbered.
 template <class Buffer, class Multiply, class Copy>
-Buffer binaryPower(Buffer p, Buffer q, Buffer r, uint32_t m, Multiply multiply, Copy copy) {
+Buffer binary_power(Buffer p, Buffer q, Buffer r, uint32_t m, Multiply multiply, Copy copy) {
   while (m % 2 == 0) {
     multiply(p, p, q);
     std::swap(p, q);

@@ -37,7 +37,7 @@ template <class R> R modulus(std::complex<R> v) {
 // larger part scaled back by half that power, both exact; the smaller part
 // is then formed from y itself, which scaling might have pushed below the
 // normal range.
-template <class R> std::complex<R> principalSquareRoot(std::complex<R> v) {
+template <class R> std::complex<R> principal_square_root(std::complex<R> v) {
   const R x = v.real(), y = v.imag();
   if (x == R(0) && y == R(0)) return std::complex<R>(R(0), R(0));
   R m = x * x + y * y;

@@ -1,10 +1,12 @@
 // Matrix exponential in place: e^A by balancing, scaling and squaring around
 // a diagonal Padé approximant whose degree follows from the scaled norm.
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <utility>
 
 #include "frame/export.hpp"
+#include "frame/workspace.hpp"
 #include "matfun/balance.hpp"
 #include "matfun/complex_scalar.hpp"
 #include "matfun/pade.hpp"
@@ -81,15 +83,11 @@ template <class T> void add_scaled(int32_t count, double c, const T* x, T* y) {
   Core<R>::axpy(parts, static_cast<R>(c), reinterpret_cast<const R*>(x), 1, reinterpret_cast<R*>(y), 1);
 }
 
-// e^A of the row-major n x n matrix `a`, in place. Scratch handles come back
-// empty: `workspace` and `scale_factors` here, the others in the pieces that
-// size them.
+// e^A of the row-major n x n matrix `a`, in place.
 template <class T>
-int32_t matrixExponential(T* a, int32_t n, Handle workspace, Handle scale_factors,
-                          Handle balance_workspace, Handle solve_workspace, Handle pivots) {
+int32_t matrix_exponential(T* a, int32_t n, Handle workspace, Handle scale_factors,
+                           Handle balance_workspace, Handle solve_workspace, Handle pivots) {
   using R = RealOf<T>;
-  ScratchRelease<R> release_scale(scale_factors);
-  ScratchRelease<T> release_work(workspace);
   const std::size_t stride = static_cast<std::size_t>(n) + 1;
 
   if (is_diagonal(a, n)) {
@@ -97,31 +95,28 @@ int32_t matrixExponential(T* a, int32_t n, Handle workspace, Handle scale_factor
     return Ok;
   }
 
-  if (workspace == nullptr) return InternalError;
-  const int32_t count = square_count(n, 4);
-  if (count < 0) return OutOfMemory;
-  T* w = nullptr;
-  if (ResizeVector<T>(workspace, count, &w) != Ok) return OutOfMemory;
-  if (scale_factors == nullptr) return InternalError;
+  // Four n x n blocks: the numerator, the denominator, the running power and
+  // a spare for the products.
+  const int64_t square = element_count(n, n);
+  std::array<T*, 4> blocks{};
+  if (int32_t status = carve_scratch<T>(workspace, {square, square, square, square}, blocks); status != Ok)
+    return status;
   R* scale = nullptr;
-  if (ResizeVector<R>(scale_factors, n, &scale) != Ok) return OutOfMemory;
+  if (int32_t status = size_scratch<R>(scale_factors, n, &scale); status != Ok) return status;
 
   BalancedRange range;
-  if (int32_t status = balanceMatrix(a, n, scale, balance_workspace, &range); status != Ok)
+  if (int32_t status = BalanceKernel(a, n, scale, balance_workspace, &range); status != Ok)
     return status;
 
   // Scale A so that its norm is below 1; the squarings give the factor back.
-  const int32_t nn = square_count(n);
+  const int32_t nn = static_cast<int32_t>(square);
   const double norm = static_cast<double>(infinity_norm(a, n));
-  const int32_t s = scalingPower(norm);
+  const int32_t s = scaling_power(norm);
   const double factor = std::pow(0.5, s);
   if (s > 0) Core<T>::rscal(nn, static_cast<R>(factor), a, 1);
   const double scaled_norm = norm * factor;
 
-  T* num = w;
-  T* den = w + nn;
-  T* power = den + nn;
-  T* spare = power + nn;
+  auto [num, den, power, spare] = blocks;
 
   // The k = 0 and k = 1 terms, c_0 = 1 and c_1 = 1/2, in one pass.
   for (int32_t i = 0; i < nn; ++i) {
@@ -136,7 +131,7 @@ int32_t matrixExponential(T* a, int32_t n, Handle workspace, Handle scale_factor
   // N = sum c_k A^k, D = sum (-1)^k c_k A^k with the coefficients of the
   // diagonal approximant of degree q, built from one another.
   multiply(n, a, a, power);
-  const int32_t q = selectPadeDegree(kExponentialTolerance, scaled_norm);
+  const int32_t q = select_pade_degree(kExponentialTolerance, scaled_norm);
   double c = 0.5, sign = 1.0;
   for (int32_t k = 2; k <= q; ++k) {
     c = c * (q - k + 1) / (static_cast<double>(2 * q - k + 1) * k);
@@ -150,7 +145,7 @@ int32_t matrixExponential(T* a, int32_t n, Handle workspace, Handle scale_factor
 
   // F = D^-1 N, written where the first squaring wants it.
   T* f = s == 0 ? a : spare;
-  if (int32_t status = solveGeneral(den, n, num, n, f, solve_workspace, pivots); status != Ok)
+  if (int32_t status = GeneralSolveKernel(den, n, num, n, f, solve_workspace, pivots); status != Ok)
     return status;
   if (s > 0) {
     // N and D are spent: N serves as the second buffer of the squarings.
@@ -162,17 +157,17 @@ int32_t matrixExponential(T* a, int32_t n, Handle workspace, Handle scale_factor
     multiply(n, f, f, a);
   }
 
-  return unbalanceMatrix(a, n, scale, range, balance_workspace);
+  return UnbalanceKernel(a, n, scale, range, balance_workspace);
 }
 
 template <class T>
-int32_t MatrixExponential(Handle a, Handle workspace, Handle scale_factors, Handle balance_workspace,
-                          Handle solve_workspace, Handle pivots) {
+int32_t MatrixExponentialFront(Handle a, Handle workspace, Handle scale_factors, Handle balance_workspace,
+                               Handle solve_workspace, Handle pivots) {
   const int32_t n = rows(a);
   if (n < 1) return EmptyInput;
   if (cols(a) != n) return NotSquare;
   // A failure leaves A emptied by the export: its contents are lost.
-  return matrixExponential(matrix_data<T>(a), n, workspace, scale_factors, balance_workspace,
+  return matrix_exponential(matrix_data<T>(a), n, workspace, scale_factors, balance_workspace,
                            solve_workspace, pivots);
 }
 

@@ -16,6 +16,7 @@
 #include "frame/core.hpp"
 #include "frame/export.hpp"
 #include "frame/layout.hpp"
+#include "frame/workspace.hpp"
 #include "matfun/balance.hpp"
 #include "matfun/log_pade.hpp"
 #include "matfun/schur_frame.hpp"
@@ -121,11 +122,9 @@ template <class C> int32_t check_spectrum(C* t, int32_t n) {
 }
 
 template <class C>
-int32_t MatrixLogarithm(C* x, int32_t n, Handle scale_factors, Handle workspace,
-                        Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
+int32_t matrix_logarithm(C* x, int32_t n, Handle scale_factors, Handle workspace,
+                         Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
   using R = typename C::value_type;
-  ScratchRelease<R> release_scale(scale_factors);
-  ScratchRelease<C> release_work(workspace);
   // Screened before balancing, which would take a NaN for an invalid argument.
   if (HasNonFinite(x, element_count(n, n))) return NotFinite;
   if (n == 1) {
@@ -163,7 +162,7 @@ int32_t MatrixLogarithm(C* x, int32_t n, Handle scale_factors, Handle workspace,
   for (; rho > kRootTarget && roots < kMaxRoots; ++roots) {
     // No eigenvalue is 0 here, so the root's test for a pair of zero
     // eigenvalues could only zero a true coupling of two small roots.
-    triangularSquareRoot<R, triangular_sqrt::CoreProduct<R>, false>(t, n, spare);
+    triangular_square_root<R, triangular_sqrt::CoreProduct<R>, false>(t, n, spare);
     std::swap(t, spare);
     rho = distance_to_identity(t, n);
   }
@@ -195,8 +194,7 @@ int32_t MatrixLogarithm(C* x, int32_t n, Handle scale_factors, Handle workspace,
     std::copy(t, t + nn, y);
     int info = 0;
     Core<C>::trtrs("L", "N", "N", &n, &n, spare, &n, y, &n, &info);
-    if (info < 0) return InternalError;
-    if (info > 0) return Singular;
+    if (int32_t status = status_from_info(info, Singular); status != Ok) return status;
     const C weight(static_cast<R>(weights[k]));
     Core<C>::axpy(static_cast<int>(nn), &weight, y, 1, log_t, 1);
   }
@@ -215,8 +213,8 @@ int32_t MatrixLogarithm(C* x, int32_t n, Handle scale_factors, Handle workspace,
 }
 
 template <class T>
-int32_t LogarithmWorker(Handle a, Handle x, Handle scale_factors, Handle workspace,
-                        Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
+int32_t MatrixLogarithmFront(Handle a, Handle x, Handle scale_factors, Handle workspace,
+                             Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
   using C = ComplexOf<T>;
   const int32_t n = rows(a);
   if (n < 1) return EmptyInput;
@@ -226,7 +224,7 @@ int32_t LogarithmWorker(Handle a, Handle x, Handle scale_factors, Handle workspa
   const T* in = matrix_data<T>(a);
   std::copy(in, in + static_cast<std::size_t>(n) * n, out);
   // A negative status empties X at the export boundary.
-  return MatrixLogarithm<C>(out, n, scale_factors, workspace, balance_workspace, schur_work,
+  return matrix_logarithm<C>(out, n, scale_factors, workspace, balance_workspace, schur_work,
                             schur_real_work);
 }
 

@@ -16,7 +16,7 @@ inline constexpr double kExponentialTolerance = 1e-8;
 // [0.5, 1) are left as they are although they would also take a halving, so
 // the scaled norm of a scaled matrix is always below 1. A norm that is not
 // finite takes no scaling: the values that caused it are refused later.
-inline int32_t scalingPower(double norm) {
+inline int32_t scaling_power(double norm) {
   if (!(norm >= 0.5) || !std::isfinite(norm)) return 0;
   return static_cast<int32_t>(std::trunc(std::log(norm) / std::log(2.0) + 1.0));
 }
@@ -24,7 +24,7 @@ inline int32_t scalingPower(double norm) {
 // Smallest diagonal Padé degree q whose error term e_q exp(e_q), with
 // e_q = 2^(3-2q) (q!)^2 / ((2q)! (2q+1)!), stays within tolerance / (exp(norm)
 // norm). e_q is built up factor by factor so that no factorial is formed.
-inline int32_t selectPadeDegree(double tolerance, double norm) {
+inline int32_t select_pade_degree(double tolerance, double norm) {
   const double target = tolerance / (std::exp(norm) * norm);
   int32_t q = 1;
   double e = 1.0 / 6.0, a = 3.0;

@@ -2,12 +2,15 @@
 // A function of a matrix through its balanced complex Schur form:
 // f(A) = D Q f(T) Q^H D^-1. The square root and the logarithm share this
 // frame and differ only in what they do to the triangular T.
+#include <array>
 #include <cstdint>
+#include <tuple>
 
 #include "factor/schur.hpp"
 #include "frame/core.hpp"
 #include "frame/handle.hpp"
 #include "matfun/balance.hpp"
+#include "frame/workspace.hpp"
 
 namespace tarnx {
 
@@ -26,23 +29,18 @@ template <class C> struct SchurFrame {
   int32_t enter(C* x, int32_t n, int32_t extra_vectors, int32_t extra_blocks,
                 Handle scale_factors, Handle workspace, Handle balance_workspace,
                 Handle schur_work, Handle schur_real_work) {
-    if (workspace == nullptr) return InternalError;
-    const int64_t vector_count = static_cast<int64_t>(n) * (1 + extra_vectors);
-    if (vector_count > INT32_MAX) return OutOfMemory;
-    const int32_t count = square_count(n, 1 + extra_blocks, static_cast<int32_t>(vector_count));
-    if (count < 0) return OutOfMemory;
-    C* w = nullptr;
-    if (ResizeVector<C>(workspace, count, &w) != Ok) return OutOfMemory;
-    if (scale_factors == nullptr) return InternalError;
-    if (ResizeVector<R>(scale_factors, n, &scale) != Ok) return OutOfMemory;
-    const int64_t nn = static_cast<int64_t>(n) * n;
-    q = w;
-    eigenvalues = q + nn;
-    vectors = eigenvalues + n;
-    blocks = vectors + static_cast<int64_t>(n) * extra_vectors;
-    if (int32_t status = balanceMatrix(x, n, scale, balance_workspace, &range); status != Ok)
+    const int64_t nn = element_count(n, n);
+    std::array<C*, 4> parts{};
+    if (int32_t status = carve_scratch<C>(workspace, {nn, n, element_count(n, extra_vectors),
+                                                      element_count(nn, extra_blocks)},
+                                          parts);
+        status != Ok)
       return status;
-    return SchurKernel<C>(x, n, 0, q, eigenvalues, schur_work, schur_real_work, nullptr);
+    if (int32_t status = size_scratch<R>(scale_factors, n, &scale); status != Ok) return status;
+    std::tie(q, eigenvalues, vectors, blocks) = std::tuple_cat(parts);
+    if (int32_t status = BalanceKernel(x, n, scale, balance_workspace, &range); status != Ok)
+      return status;
+    return SchurKernel<C>(x, n, SchurOrder::AsComputed, q, eigenvalues, schur_work, schur_real_work, nullptr);
   }
 
   // out = D Q f Q^H D^-1, with `temp` holding Q f on the way; `out` may be
@@ -53,7 +51,7 @@ template <class C> struct SchurFrame {
                   blas_scalar(zero), temp, n);
     Core<C>::gemm(kRowMajor, kNoTrans, kConjTrans, n, n, n, blas_scalar(one), temp, n, q,
                   n, blas_scalar(zero), out, n);
-    return unbalanceMatrix(out, n, scale, range, balance_workspace);
+    return UnbalanceKernel(out, n, scale, range, balance_workspace);
   }
 };
 

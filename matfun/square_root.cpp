@@ -15,17 +15,13 @@ namespace {
 // X (row-major n x n, complex) is replaced by its principal square root.
 // Two or more eigenvalues within rounding of zero make the root unreliable
 // (a zero eigenvalue of higher multiplicity may have no root at all): the
-// result is kept and the warning returned. `scale_factors` and `workspace`
-// come back empty; the Schur scratch is emptied by the kernel.
+// result is kept and the warning returned.
 template <class C>
-int32_t matrixSquareRoot(C* x, int32_t n, Handle scale_factors, Handle workspace,
-                         Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
+int32_t matrix_square_root(C* x, int32_t n, Handle scale_factors, Handle workspace,
+                           Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
   using R = RealOf<C>;
-  ScratchRelease<R> release_scale(scale_factors);
-  ScratchRelease<C> release_work(workspace);
-  if (n < 1) return EmptyInput;
   if (n == 1) {
-    x[0] = principalSquareRoot(x[0]);
+    x[0] = principal_square_root(x[0]);
     return Ok;
   }
 
@@ -42,15 +38,15 @@ int32_t matrixSquareRoot(C* x, int32_t n, Handle scale_factors, Handle workspace
   }
 
   C* root = frame.blocks;
-  triangularSquareRoot(x, n, root);
+  triangular_square_root(x, n, root);
   if (int32_t status = frame.leave(root, x, root, n, balance_workspace); status != Ok) return status;
   Core<C>::copy(n * n, root, 1, x, 1);
   return near_zero >= 2 ? WarnNearlySingularRoot : Ok;
 }
 
 template <class T>
-int32_t MatrixSquareRoot(Handle a, Handle x, Handle scale_factors, Handle workspace,
-                         Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
+int32_t MatrixSquareRootFront(Handle a, Handle x, Handle scale_factors, Handle workspace,
+                              Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
   using C = ComplexOf<T>;
   const int32_t n = rows(a);
   if (n < 1) return EmptyInput;
@@ -63,7 +59,7 @@ int32_t MatrixSquareRoot(Handle a, Handle x, Handle scale_factors, Handle worksp
   const std::size_t nn = static_cast<std::size_t>(n) * n;
   for (std::size_t i = 0; i < nn; ++i) out[i] = C(in[i]);
   // A failure leaves X emptied by the export.
-  return matrixSquareRoot(out, n, scale_factors, workspace, balance_workspace, schur_work,
+  return matrix_square_root(out, n, scale_factors, workspace, balance_workspace, schur_work,
                           schur_real_work);
 }
 

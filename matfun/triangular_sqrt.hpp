@@ -55,7 +55,7 @@ template <class R> inline void subtract_product(R& sr, R& si, std::complex<R> x,
 // ld), in place: the upper triangle holds T on entry and R on return.
 template <class R, bool ZeroPairs> void leaf_root(std::complex<R>* r, int32_t m, std::size_t ld) {
   for (int32_t j = 0; j < m; ++j) {
-    r[j * ld + j] = principalSquareRoot(r[j * ld + j]);
+    r[j * ld + j] = principal_square_root(r[j * ld + j]);
     for (int32_t i = j - 1; i >= 0; --i) {
       R sr = r[i * ld + j].real(), si = r[i * ld + j].imag();
       for (int32_t k = i + 1; k < j; ++k) subtract_product(sr, si, r[i * ld + k], r[k * ld + j]);
@@ -139,7 +139,7 @@ template <class R, class Product, bool ZeroPairs> void root(std::complex<R>* r, 
 // precision's epsilon), the element is set to 0, unless `ZeroPairs` is
 // false (see divide).
 template <class R, class Product = triangular_sqrt::CoreProduct<R>, bool ZeroPairs = true>
-void triangularSquareRoot(const std::complex<R>* t, int32_t n, std::complex<R>* r) {
+void triangular_square_root(const std::complex<R>* t, int32_t n, std::complex<R>* r) {
   const std::size_t ld = static_cast<std::size_t>(n);
   for (int32_t i = 0; i < n; ++i)
     for (int32_t j = 0; j < n; ++j)

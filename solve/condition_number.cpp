@@ -9,6 +9,7 @@
 #include "elementary/norms.hpp"
 #include "factor/svd_kernel.hpp"
 #include "frame/export.hpp"
+#include "frame/workspace.hpp"
 #include "solve/kernels.hpp"
 
 namespace tarnx {
@@ -19,10 +20,9 @@ template <class T>
 int32_t two_norm_condition(const T* a, int32_t m, int32_t n, RealOf<T>* result,
                            Handle singular_values, Handle work, Handle real_work, Handle int_work) {
   using R = RealOf<T>;
-  if (singular_values == nullptr) return InternalError;
   const int32_t k = std::min(m, n);
   R* s = nullptr;
-  if (int32_t status = ResizeVector<R>(singular_values, k, &s); status != Ok) return status;
+  if (int32_t status = size_scratch<R>(singular_values, k, &s); status != Ok) return status;
   if (int32_t status = SingularValueKernel<T>(a, m, n, nullptr, s, nullptr, 'N', work, real_work,
                                               int_work);
       status != Ok)
@@ -37,9 +37,8 @@ template <class T>
 int32_t inverse_norm_condition(const T* a, int32_t n, int32_t type, RealOf<T>* result, Handle copy,
                                Handle inverse_work, Handle pivots) {
   using R = RealOf<T>;
-  if (copy == nullptr) return InternalError;
   T* c = nullptr;
-  if (int32_t status = ResizeVector<T>(copy, element_count(n, n), &c); status != Ok) return status;
+  if (int32_t status = size_scratch<T>(copy, element_count(n, n), &c); status != Ok) return status;
   std::memcpy(c, a, sizeof(T) * static_cast<std::size_t>(n) * n);
   // The norms of types 1 to 3 need no singular values, so no handles.
   const auto norm_of = [n, type](const T* p, R* out) {
@@ -47,7 +46,7 @@ int32_t inverse_norm_condition(const T* a, int32_t n, int32_t type, RealOf<T>* r
   };
   R norm = 0, inverse_norm = 0;
   if (int32_t status = norm_of(c, &norm); status != Ok) return status;
-  if (int32_t status = invertGeneral<T>(c, n, inverse_work, pivots); status != Ok) {
+  if (int32_t status = GeneralInverseKernel<T>(c, n, inverse_work, pivots); status != Ok) {
     if (status != Singular) return status;
     *result = std::numeric_limits<R>::infinity();
     return Ok;
@@ -58,12 +57,9 @@ int32_t inverse_norm_condition(const T* a, int32_t n, int32_t type, RealOf<T>* r
 }
 
 template <class T>
-int32_t ConditionNumber(Handle a, int32_t type, RealOf<T>* result, Handle singular_values,
-                        Handle copy, Handle work, Handle real_work, Handle int_work,
-                        Handle inverse_work, Handle pivots) {
-  // Declared in this order so the singular values are emptied before the copy.
-  const ScratchRelease<T> release_copy(copy);
-  const ScratchRelease<RealOf<T>> release_values(singular_values);
+int32_t ConditionNumberFront(Handle a, int32_t type, RealOf<T>* result, Handle singular_values,
+                             Handle copy, Handle work, Handle real_work, Handle int_work,
+                             Handle inverse_work, Handle pivots) {
   const int32_t m = rows(a), n = cols(a);
   if (m < 1 || n < 1) return EmptyInput;
   // The host passes the norm type unsigned: a negative value is a huge one.

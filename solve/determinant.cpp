@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "frame/export.hpp"
+#include "frame/workspace.hpp"
 #include "solve/kernels.hpp"
 
 namespace tarnx {
@@ -51,12 +52,10 @@ template <class T> int32_t general_determinant(const T* a, int32_t n, T* det, Ha
     *det = closed_form(a, n);
     return Ok;
   }
-  if (work == nullptr) return InternalError;
   T* copy = nullptr;
-  if (int32_t status = ResizeVector<T>(work, element_count(n, n), &copy); status != Ok) return status;
-  if (pivots == nullptr) return InternalError;
+  if (int32_t status = size_scratch<T>(work, element_count(n, n), &copy); status != Ok) return status;
   int32_t* ipiv = nullptr;
-  if (int32_t status = ResizeVector<int32_t>(pivots, n, &ipiv); status != Ok) return status;
+  if (int32_t status = size_scratch<int32_t>(pivots, n, &ipiv); status != Ok) return status;
   // The core reads the row-major copy as the transpose, which has the same
   // determinant, so the copy is made unchanged.
   std::memcpy(copy, a, sizeof(T) * static_cast<std::size_t>(n) * n);
@@ -79,16 +78,14 @@ template <class T> int32_t positive_definite_determinant(const T* a, int32_t n, 
     *det = closed_form(a, n);
     return Ok;
   }
-  if (work == nullptr) return InternalError;
   T* copy = nullptr;
-  if (int32_t status = ResizeVector<T>(work, element_count(n, n), &copy); status != Ok) return status;
+  if (int32_t status = size_scratch<T>(work, element_count(n, n), &copy); status != Ok) return status;
   std::memcpy(copy, a, sizeof(T) * static_cast<std::size_t>(n) * n);
   // "U" of the core's column-major view is our lower triangle with the
   // diagonal; the caller's upper triangle is never read.
   int info = 0;
   Core<T>::potrf("U", &n, copy, &n, &info);
-  if (info < 0) return InternalError;
-  if (info > 0) return NotPositiveDefinite;
+  if (int32_t status = status_from_info(info, NotPositiveDefinite); status != Ok) return status;
   // det A = (product of the factor's diagonal)^2; that diagonal is real.
   const std::size_t step = static_cast<std::size_t>(n) + 1;
   double p = 1.0;
@@ -98,10 +95,9 @@ template <class T> int32_t positive_definite_determinant(const T* a, int32_t n, 
 }
 
 // Only ever reached through the export, whose boundary writes the failure NaN
-// on every failure. The positive definite path never touches the pivots;
-// every other way out empties both scratch handles.
-template <class T> int32_t Determinant(Handle a, int32_t matrix_type, T* det, Handle work, Handle pivots) {
-  const ScratchRelease<T> release_work(work);
+// on every failure and empties the work handle. The positive definite path
+// never touches the pivots; every other way out empties them.
+template <class T> int32_t DeterminantFront(Handle a, int32_t matrix_type, T* det, Handle work, Handle pivots) {
   const ScratchRelease<int32_t> release_pivots(
       matrix_type == matrix_type::PositiveDefinite ? nullptr : pivots);
   const int32_t n = rows(a);

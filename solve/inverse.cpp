@@ -7,20 +7,19 @@
 // transpose is the transpose of the inverse, so what comes back is the
 // row-major inverse with no conversion either way.
 #include "frame/export.hpp"
+#include "frame/workspace.hpp"
 #include "solve/kernels.hpp"
 
 namespace tarnx {
 
-template <class T> int32_t invertGeneral(T* a, int32_t n, Handle work, Handle pivots) {
-  ScratchRelease<T> release_work(work);
-  ScratchRelease<int32_t> release_pivots(pivots);
-  if (pivots == nullptr) return InternalError;
+template <class T> int32_t GeneralInverseKernel(T* a, int32_t n, Handle work, Handle pivots) {
+  const ScratchRelease<T> release_work(work);
+  const ScratchRelease<int32_t> release_pivots(pivots);
   int32_t* ipiv = nullptr;
-  if (int32_t status = ResizeVector<int32_t>(pivots, n, &ipiv); status != Ok) return status;
+  if (int32_t status = size_scratch<int32_t>(pivots, n, &ipiv); status != Ok) return status;
   int info = 0;
   Core<T>::getrf(&n, &n, a, &n, ipiv, &info);
-  if (info < 0) return InternalError;
-  if (info > 0) return Singular;
+  if (int32_t status = status_from_info(info, Singular); status != Ok) return status;
   // The size query reads neither the matrix nor the pivots. A float32 query
   // result is exact here: the size guard keeps n far below where n times the
   // block size would lose digits, so truncation loses nothing.
@@ -29,13 +28,10 @@ template <class T> int32_t invertGeneral(T* a, int32_t n, Handle work, Handle pi
   Core<T>::getri(&n, nullptr, &n, nullptr, &query, &lwork, &info);
   if (info < 0) return InternalError;
   lwork = workspace_size(query);
-  if (work == nullptr) return InternalError;
   T* w = nullptr;
-  if (int32_t status = ResizeVector<T>(work, lwork, &w); status != Ok) return status;
+  if (int32_t status = size_scratch<T>(work, lwork, &w); status != Ok) return status;
   Core<T>::getri(&n, a, &n, ipiv, w, &lwork, &info);
-  if (info < 0) return InternalError;
-  if (info > 0) return Singular;
-  return Ok;
+  return status_from_info(info, Singular);
 }
 
 namespace {
@@ -45,11 +41,9 @@ template <class T> int32_t invert_positive_definite(T* a, int32_t n) {
   // diagonal; the caller's strict upper triangle is never read.
   int info = 0;
   Core<T>::potrf("U", &n, a, &n, &info);
-  if (info < 0) return InternalError;
-  if (info > 0) return NotPositiveDefinite;
+  if (int32_t status = status_from_info(info, NotPositiveDefinite); status != Ok) return status;
   Core<T>::potri("U", &n, a, &n, &info);
-  if (info < 0) return InternalError;
-  if (info > 0) return Singular;
+  if (int32_t status = status_from_info(info, Singular); status != Ok) return status;
   // The inverse is in our lower triangle; mirror it (conjugated for complex
   // types) so the result is exactly symmetric or Hermitian.
   for (int32_t i = 0; i < n; ++i) {
@@ -66,10 +60,10 @@ template <class T> int32_t invert_triangular(T* a, int32_t n, bool lower) {
   // In the core's view our lower triangle is its upper one.
   int info = 0;
   Core<T>::trtri(lower ? "U" : "L", "N", &n, a, &n, &info);
-  return info > 0 ? Singular : Ok;
+  return status_from_info(info, Singular);
 }
 
-template <class T> int32_t InvertMatrix(Handle a, int32_t matrix_type, Handle work, Handle pivots) {
+template <class T> int32_t InverseFront(Handle a, int32_t matrix_type, Handle work, Handle pivots) {
   const int32_t n = rows(a);
   // Only the row count is tested against 1: a matrix with rows but no
   // columns is not square rather than empty.
@@ -79,7 +73,7 @@ template <class T> int32_t InvertMatrix(Handle a, int32_t matrix_type, Handle wo
   // others, a bad selector included, leave them as passed.
   T* data = matrix_data<T>(a);
   switch (matrix_type) {
-    case matrix_type::General: return invertGeneral(data, n, work, pivots);
+    case matrix_type::General: return GeneralInverseKernel(data, n, work, pivots);
     case matrix_type::PositiveDefinite: return invert_positive_definite(data, n);
     case matrix_type::Lower: return invert_triangular(data, n, true);
     case matrix_type::Upper: return invert_triangular(data, n, false);
@@ -89,7 +83,7 @@ template <class T> int32_t InvertMatrix(Handle a, int32_t matrix_type, Handle wo
 
 }  // namespace
 
-#define TARNX_INSTANTIATE(t, T) template int32_t invertGeneral<T>(T*, int32_t, Handle, Handle);
+#define TARNX_INSTANTIATE(t, T) template int32_t GeneralInverseKernel<T>(T*, int32_t, Handle, Handle);
 TARNX_FOR_SDCZ(TARNX_INSTANTIATE)
 #undef TARNX_INSTANTIATE
 

@@ -5,60 +5,58 @@
 // Both discard singular values not above tolerance * s1 * max(m, n) and
 // report a rank-deficient problem with a warning, keeping the solution.
 #include <algorithm>
+#include <array>
 #include <cstring>
-#include <limits>
 
 #include "factor/svd_kernel.hpp"
 #include "frame/core.hpp"
 #include "frame/export.hpp"
 #include "frame/layout.hpp"
+#include "frame/workspace.hpp"
 #include "solve/kernels.hpp"
 
 namespace tarnx {
 
 namespace {
 
-constexpr int32_t kMaxCount = std::numeric_limits<int32_t>::max();
-
 // A tolerance not above 0 stands for the machine epsilon.
 template <class T> RealOf<T> relative_threshold(RealOf<T> tolerance) {
   return tolerance > 0 ? tolerance : Traits<T>::epsilon;
 }
 
-template <class T>
-int32_t leastSquaresByPseudoInverse(const T* a, int32_t m, int32_t n, const T* b, int32_t k,
-                                    RealOf<T> tolerance, int32_t passes, T* x,
-                                    Handle solve_workspace, Handle singular_values,
-                                    Handle svd_scratch1, Handle svd_scratch2,
-                                    Handle svd_scratch3) {
-  using R = RealOf<T>;
-  // Declared in this order so the workspace is emptied before the values.
-  const ScratchRelease<R> release_values(singular_values);
-  const ScratchRelease<T> release_workspace(solve_workspace);
+// The scratch handles of the singular value kernel, which the core's solver
+// borrows as its work and integer work.
+struct SVDScratch {
+  Handle work, real_work, int_work;
+};
 
-  if (m < 1 || n < 1 || k < 1) return EmptyInput;
+// Both methods take m, n and k of at least 1, checked by their fronts; the
+// boundary empties every scratch handle they size.
+template <class T>
+int32_t least_squares_by_pseudo_inverse(const T* a, int32_t m, int32_t n, const T* b, int32_t k,
+                                        RealOf<T> tolerance, int32_t passes, T* x,
+                                        Handle solve_workspace, Handle singular_values,
+                                        const SVDScratch& svd) {
+  using R = RealOf<T>;
   if (HasNonFinite(b, element_count(m, k))) return NotFinite;
   passes = std::clamp(passes, 1, 4);
   const int32_t r = std::min(m, n);
-  const int64_t count = (static_cast<int64_t>(m) + n + k) * r + static_cast<int64_t>(m) * k;
   // The workspace is sized before the singular values' handle is looked at:
   // a workspace that cannot be had is -20001 even when that handle is null.
-  if (solve_workspace == nullptr) return InternalError;
-  if (count > kMaxCount) return OutOfMemory;
-  if (int32_t status = ResizeVector<T>(solve_workspace, static_cast<int32_t>(count)); status != Ok)
+  // Its blocks: U (m x r), V (n x r), the residual (m x k), the coefficients
+  // (r x k), all row-major.
+  std::array<T*, 4> parts{};
+  if (int32_t status = carve_scratch<T>(solve_workspace, {element_count(m, r), element_count(n, r),
+                                                          element_count(m, k), element_count(r, k)},
+                                        parts);
+      status != Ok)
     return status;
-  if (singular_values == nullptr) return InternalError;
-  if (int32_t status = ResizeVector<R>(singular_values, r); status != Ok) return status;
-  // Blocks of the workspace: U (m x r), V (n x r), the residual (m x k), the
-  // coefficients (r x k), all row-major.
-  T* const u = vector_data<T>(solve_workspace);
-  T* const v = u + static_cast<std::size_t>(m) * r;
-  T* const residual = v + static_cast<std::size_t>(n) * r;
-  T* const coefficients = residual + static_cast<std::size_t>(m) * k;
-  R* const s = vector_data<R>(singular_values);
+  R* s = nullptr;
+  if (int32_t status = size_scratch<R>(singular_values, r, &s); status != Ok) return status;
+  const auto [u, v, residual, coefficients] = parts;
 
-  if (int32_t status = SingularValueKernel<T>(a, m, n, u, s, v, 'S', svd_scratch1, svd_scratch2,
-                                              svd_scratch3);
+  if (int32_t status = SingularValueKernel<T>(a, m, n, u, s, v, 'S', svd.work, svd.real_work,
+                                              svd.int_work);
       status != Ok)
     return status;
 
@@ -107,16 +105,12 @@ void gelsd(int m, int n, int k, T* a, int lda, T* b, int ldb, RealOf<T>* s, Real
   (void)rwork;
 }
 
+// The singular value kernel's real workspace is of no use here: it is left
+// as passed.
 template <class T>
-int32_t leastSquaresByGelsd(const T* a, int32_t m, int32_t n, const T* b, int32_t k,
-                            RealOf<T> tolerance, T* x, Handle svd_scratch1, Handle svd_scratch2,
-                            Handle svd_scratch3) {
+int32_t least_squares_by_core_solver(const T* a, int32_t m, int32_t n, const T* b, int32_t k,
+                                     RealOf<T> tolerance, T* x, const SVDScratch& svd) {
   using R = RealOf<T>;
-  (void)svd_scratch2;  // this method has no use for it
-  const ScratchRelease<T> release_work(svd_scratch1);
-  const ScratchRelease<int32_t> release_int_work(svd_scratch3);
-
-  if (m < 1 || n < 1 || k < 1) return EmptyInput;
   if (HasNonFinite(a, element_count(m, n)) || HasNonFinite(b, element_count(m, k))) return NotFinite;
   const R rcond = relative_threshold<T>(tolerance) * static_cast<R>(std::max(m, n));
   const int32_t ldb = std::max(m, n), r = std::min(m, n);
@@ -128,30 +122,22 @@ int32_t leastSquaresByGelsd(const T* a, int32_t m, int32_t n, const T* b, int32_
            &int_query, &info);
   if (info != 0) return InternalError;
   const int64_t lwork = workspace_size(query);
-  // The complex solver's real workspace rides at the end of the same
-  // handle, two reals to an element.
+  // The work handle: A column-major, the right-hand sides (k columns of
+  // max(m, n)), the singular values, the core's workspace, and for complex
+  // types the core's real workspace, two reals to an element.
   const int64_t real_elements =
       is_complex_v<T> ? (static_cast<int64_t>(real_query) + 1) / 2 : 0;
-  const int64_t count = static_cast<int64_t>(ldb) * k + static_cast<int64_t>(m) * n + lwork + r +
-                        real_elements;
-
-  if (svd_scratch1 == nullptr) return InternalError;
-  if (count > kMaxCount) return OutOfMemory;
-  if (int32_t status = ResizeVector<T>(svd_scratch1, static_cast<int32_t>(count)); status != Ok)
-    return status;
-  if (svd_scratch3 == nullptr) return InternalError;
-  int32_t* iwork = nullptr;
-  if (int32_t status = ResizeVector<int32_t>(svd_scratch3, std::max(int_query, 1), &iwork);
+  std::array<T*, 5> parts{};
+  if (int32_t status = carve_scratch<T>(svd.work, {element_count(m, n), element_count(ldb, k), r, lwork,
+                                                   real_elements},
+                                        parts);
       status != Ok)
     return status;
-
-  // A column-major, the right-hand sides (k columns of max(m, n)), the
-  // singular values, the core's workspace.
-  T* const ac = vector_data<T>(svd_scratch1);
-  T* const rhs = ac + static_cast<std::size_t>(m) * n;
-  T* const values = rhs + static_cast<std::size_t>(ldb) * k;
-  T* const work = values + r;
-  R* const rwork = reinterpret_cast<R*>(work + lwork);
+  int32_t* iwork = nullptr;
+  if (int32_t status = size_scratch<int32_t>(svd.int_work, std::max(int_query, 1), &iwork); status != Ok)
+    return status;
+  const auto [ac, rhs, values, work, real_part] = parts;
+  R* const rwork = reinterpret_cast<R*>(real_part);
   ToColumnMajor(a, m, n, ac);
   // Column j of the row-major B is every k-th element from b[j].
   for (int32_t j = 0; j < k; ++j)
@@ -159,8 +145,7 @@ int32_t leastSquaresByGelsd(const T* a, int32_t m, int32_t n, const T* b, int32_
 
   gelsd<T>(m, n, k, ac, m, rhs, ldb, reinterpret_cast<R*>(values), rcond, &rank, work,
            static_cast<int>(lwork), rwork, iwork, &info);
-  if (info < 0) return InternalError;
-  if (info > 0) return NoConvergence;
+  if (int32_t status = status_from_info(info, NoConvergence); status != Ok) return status;
   // The first n rows of each column are the solution; the rest of an
   // overdetermined column is the residual.
   for (int32_t j = 0; j < k; ++j)
@@ -169,39 +154,40 @@ int32_t leastSquaresByGelsd(const T* a, int32_t m, int32_t n, const T* b, int32_
 }
 
 template <class T>
-int32_t LeastSquares(Handle a, Handle b, RealOf<T> tolerance, Handle x, Handle svd_scratch1,
-                     Handle svd_scratch2, Handle svd_scratch3, Handle solve_workspace,
-                     Handle singular_values) {
+int32_t LeastSquaresFront(Handle a, Handle b, RealOf<T> tolerance, Handle x, Handle work,
+                          Handle real_work, Handle int_work, Handle solve_workspace,
+                          Handle singular_values) {
   const int32_t m = rows(a), n = cols(a);
   if (m < 1 || n < 1) return EmptyInput;
   if (length(b) != m) return SizeMismatch;
   T* xd = nullptr;
   if (int32_t status = ResizeVector<T>(x, n, &xd); status != Ok) return status;
+  const SVDScratch svd{work, real_work, int_work};
   if (tolerance == 0)
-    return leastSquaresByPseudoInverse<T>(matrix_data<T>(a), m, n, vector_data<T>(b), 1, tolerance,
-                                          2, xd, solve_workspace, singular_values, svd_scratch1,
-                                          svd_scratch2, svd_scratch3);
-  return leastSquaresByGelsd<T>(matrix_data<T>(a), m, n, vector_data<T>(b), 1, tolerance, xd,
-                                svd_scratch1, svd_scratch2, svd_scratch3);
+    return least_squares_by_pseudo_inverse<T>(matrix_data<T>(a), m, n, vector_data<T>(b), 1, tolerance,
+                                              2, xd, solve_workspace, singular_values, svd);
+  return least_squares_by_core_solver<T>(matrix_data<T>(a), m, n, vector_data<T>(b), 1, tolerance, xd,
+                                         svd);
 }
 
 template <class T>
-int32_t LeastSquaresSet(Handle a, Handle b, RealOf<T> tolerance, Handle x, Handle svd_scratch1,
-                        Handle svd_scratch2, Handle svd_scratch3, Handle solve_workspace,
-                        Handle singular_values) {
+int32_t LeastSquaresSetFront(Handle a, Handle b, RealOf<T> tolerance, Handle x, Handle work,
+                             Handle real_work, Handle int_work, Handle solve_workspace,
+                             Handle singular_values) {
   const int32_t m = rows(a), n = cols(a), k = cols(b);
   if (m < 1 || n < 1 || k < 1) return EmptyInput;
   if (rows(b) != m) return SizeMismatch;
   T* xd = nullptr;
   if (int32_t status = ResizeMatrix<T>(x, n, k, &xd); status != Ok) return status;
+  const SVDScratch svd{work, real_work, int_work};
   // Few right-hand sides against a large matrix: the core's solver. Many:
   // one decomposition reused by every column is cheaper.
   if (tolerance != 0 && 4 * static_cast<int64_t>(k) <= std::max(m, n))
-    return leastSquaresByGelsd<T>(matrix_data<T>(a), m, n, matrix_data<T>(b), k, tolerance, xd,
-                                  svd_scratch1, svd_scratch2, svd_scratch3);
-  return leastSquaresByPseudoInverse<T>(matrix_data<T>(a), m, n, matrix_data<T>(b), k, tolerance,
-                                        tolerance == 0 ? 2 : 1, xd, solve_workspace,
-                                        singular_values, svd_scratch1, svd_scratch2, svd_scratch3);
+    return least_squares_by_core_solver<T>(matrix_data<T>(a), m, n, matrix_data<T>(b), k, tolerance,
+                                           xd, svd);
+  return least_squares_by_pseudo_inverse<T>(matrix_data<T>(a), m, n, matrix_data<T>(b), k, tolerance,
+                                            tolerance == 0 ? 2 : 1, xd, solve_workspace,
+                                            singular_values, svd);
 }
 
 }  // namespace

@@ -4,11 +4,12 @@
 #include "solve/pseudo_inverse.hpp"
 
 #include <algorithm>
-#include <limits>
+#include <array>
 
 #include "factor/svd_kernel.hpp"
 #include "frame/core.hpp"
 #include "frame/export.hpp"
+#include "frame/workspace.hpp"
 #include "solve/kernels.hpp"
 
 namespace tarnx {
@@ -18,24 +19,24 @@ int32_t PseudoInverseKernel(T* a, int32_t m, int32_t n, RealOf<T> tolerance, T* 
                             Handle singular_values, Handle factors, Handle work, Handle real_work,
                             Handle int_work) {
   using R = RealOf<T>;
+  // Other operations call the kernel directly: it empties what it sizes.
   // Declared in this order so the singular values are emptied before the
   // factors.
   const ScratchRelease<T> release_factors(factors);
   const ScratchRelease<R> release_values(singular_values);
 
-  if (m < 1 || n < 1) return EmptyInput;
   if (singular_values == nullptr || factors == nullptr || a == nullptr) return InternalError;
   const int32_t k = std::min(m, n);
-  const int64_t factor_count = (static_cast<int64_t>(m) + n) * k;
-  if (factor_count > std::numeric_limits<int32_t>::max()) return OutOfMemory;
+  // U then V. Refused before either handle is sized when it cannot be had.
+  const std::array<int64_t, 2> factor_counts{element_count(m, k), element_count(n, k)};
+  if (!handle_can_hold(ScratchLayout<2>(factor_counts).total)) return OutOfMemory;
 
-  if (int32_t status = ResizeVector<R>(singular_values, k); status != Ok) return status;
-  if (int32_t status = ResizeVector<T>(factors, static_cast<int32_t>(factor_count)); status != Ok)
-    return status;
-  // Both read only now: the second resize may have moved the first block.
+  if (int32_t status = size_scratch<R>(singular_values, k); status != Ok) return status;
+  std::array<T*, 2> parts{};
+  if (int32_t status = carve_scratch<T>(factors, factor_counts, parts); status != Ok) return status;
+  // Read only now: the second resize may have moved the first block.
   R* const s = vector_data<R>(singular_values);
-  T* const u = vector_data<T>(factors);
-  T* const v = u + static_cast<std::size_t>(m) * k;
+  const auto [u, v] = parts;
   if (int32_t status = SingularValueKernel<T>(a, m, n, u, s, v, 'S', work, real_work, int_work);
       status != Ok)
     return status;
@@ -60,8 +61,8 @@ int32_t PseudoInverseKernel(T* a, int32_t m, int32_t n, RealOf<T> tolerance, T* 
 namespace {
 
 template <class T>
-int32_t PseudoInverse(Handle a, RealOf<T> tolerance, Handle singular_values, Handle factors,
-                      Handle work, Handle real_work, Handle int_work) {
+int32_t PseudoInverseFront(Handle a, RealOf<T> tolerance, Handle singular_values, Handle factors,
+                           Handle work, Handle real_work, Handle int_work) {
   const int32_t m = rows(a), n = cols(a);
   if (m < 1 || n < 1) return EmptyInput;
   // The result has the same element count, so it stays in the same block;

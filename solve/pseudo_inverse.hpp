@@ -8,7 +8,8 @@
 
 namespace tarnx {
 
-// Moore-Penrose pseudo-inverse of the row-major m x n matrix `a`, from its
+// Moore-Penrose pseudo-inverse of the row-major m x n matrix `a` (m and n at
+// least 1, checked by the caller), from its
 // thin singular value decomposition: singular values not above `tolerance`
 // are discarded, a negative tolerance standing for max(m, n) * s1 * epsilon.
 // The n x m result, row-major, goes to `out`, or over `a` itself when `out`
@@ -19,7 +20,7 @@ namespace tarnx {
 // empty on every return; `work`, `real_work` and `int_work` are the
 // singular-value kernel's own scratch handles, passed through.
 //
-// Returns Ok, EmptyInput (m or n below 1), InternalError (a null handle),
+// Returns Ok, InternalError (a null handle),
 // OutOfMemory (a resize failed) or the singular-value kernel's status.
 template <class T>
 int32_t PseudoInverseKernel(T* a, int32_t m, int32_t n, RealOf<T> tolerance, T* out,

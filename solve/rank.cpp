@@ -3,6 +3,7 @@
 
 #include "factor/svd_kernel.hpp"
 #include "frame/export.hpp"
+#include "frame/workspace.hpp"
 #include "solve/kernels.hpp"
 
 namespace tarnx {
@@ -10,19 +11,17 @@ namespace tarnx {
 namespace {
 
 template <class T>
-int32_t Rank(Handle a, RealOf<T> tolerance, int32_t* rank, Handle singular_values, Handle work,
-             Handle real_work, Handle int_work) {
+int32_t RankFront(Handle a, RealOf<T> tolerance, int32_t* rank, Handle singular_values, Handle work,
+                  Handle real_work, Handle int_work) {
   using R = RealOf<T>;
-  const ScratchRelease<R> release_values(singular_values);
   if (rank == nullptr) return InternalError;
   // -1 until a count exists: the boundary leaves integer results alone.
   *rank = -1;
   const int32_t m = rows(a), n = cols(a);
   if (m < 1 || n < 1) return EmptyInput;
-  if (singular_values == nullptr) return InternalError;
   const int32_t k = std::min(m, n);
   R* s = nullptr;
-  if (int32_t status = ResizeVector<R>(singular_values, k, &s); status != Ok) return status;
+  if (int32_t status = size_scratch<R>(singular_values, k, &s); status != Ok) return status;
   if (int32_t status = SingularValueKernel<T>(matrix_data<T>(a), m, n, nullptr, s, nullptr, 'N',
                                               work, real_work, int_work);
       status != Ok)

@@ -384,13 +384,13 @@ TYPED_TEST(MatrixFunctionsTest, FailingResizesLeaveNothingBehind) {
 // ---- the scalar decisions of the exponential and the product order of the power ----------------------
 
 TEST(MatrixExponentialRules, ScalingBringsTheNormBelowOne) {
-  EXPECT_EQ(tarnx::scalingPower(0.4999), 0);
-  EXPECT_EQ(tarnx::scalingPower(0.5), 0);  // [0.5, 1) is deliberately left alone
-  EXPECT_EQ(tarnx::scalingPower(0.99), 0);
-  EXPECT_EQ(tarnx::scalingPower(1.0), 1);
-  EXPECT_EQ(tarnx::scalingPower(2.0), 2);
+  EXPECT_EQ(tarnx::scaling_power(0.4999), 0);
+  EXPECT_EQ(tarnx::scaling_power(0.5), 0);  // [0.5, 1) is deliberately left alone
+  EXPECT_EQ(tarnx::scaling_power(0.99), 0);
+  EXPECT_EQ(tarnx::scaling_power(1.0), 1);
+  EXPECT_EQ(tarnx::scaling_power(2.0), 2);
   for (double norm = 1.0; norm < 1e300; norm *= 3.7) {
-    const double scaled = std::ldexp(norm, -tarnx::scalingPower(norm));
+    const double scaled = std::ldexp(norm, -tarnx::scaling_power(norm));
     EXPECT_TRUE(scaled >= 0.5 && scaled < 1.0) << norm;
   }
 }
@@ -403,12 +403,12 @@ TEST(MatrixExponentialRules, PadeDegreeIsTheSmallestThatMeetsTheTolerance) {
     return e * std::exp(e) <= 1e-8 / (std::exp(norm) * norm);
   };
   for (double norm : {1e-9, 1e-6, 1e-3, 0.01, 0.1, 0.25, 0.5, 0.75, 0.999, 1.0, 4.0, 20.0}) {
-    const int q = tarnx::selectPadeDegree(tarnx::kExponentialTolerance, norm);
+    const int q = tarnx::select_pade_degree(tarnx::kExponentialTolerance, norm);
     EXPECT_TRUE(meets(q, norm)) << norm;
     EXPECT_TRUE(q == 1 || !meets(q - 1, norm)) << norm;
   }
-  EXPECT_EQ(tarnx::selectPadeDegree(1e-8, 1e-3), 3);
-  EXPECT_EQ(tarnx::selectPadeDegree(1e-8, 0.5), 4);
+  EXPECT_EQ(tarnx::select_pade_degree(1e-8, 1e-3), 3);
+  EXPECT_EQ(tarnx::select_pade_degree(1e-8, 0.5), 4);
 }
 
 // The buffers hold exponents of one matrix, so a product adds them: the
@@ -423,7 +423,7 @@ TEST(BinaryPower, ProductCountAndResult) {
       ++products;
     };
     auto copy = [&](int from, int to) { exponent[to] = exponent[from]; };
-    return exponent[tarnx::binaryPower(0, 1, 2, m, multiply, copy)];
+    return exponent[tarnx::binary_power(0, 1, 2, m, multiply, copy)];
   };
   int products = 0;
   for (uint32_t m : {1u, 3u, 6u, 7u, 1000u, 1000003u, 2147483647u}) {
