@@ -10,7 +10,7 @@ static ZwArrayHandle new_matrix(int32_t r, int32_t c, const double *values) {
   int32_t *sizes = (int32_t *)*h;
   sizes[0] = r;
   sizes[1] = c;
-  memcpy((char *)*h + 8, values, sizeof(double) * (size_t)(r * c));
+  if (values != NULL) memcpy((char *)*h + 8, values, sizeof(double) * (size_t)(r * c));
   return h;
 }
 
