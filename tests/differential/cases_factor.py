@@ -284,11 +284,16 @@ def _pencils(run, t):
     return out
 
 
-def gen_eigen(run):
+def _each_pencil(run):
+    """Every element type's pencils with their reference spectrum."""
     for t, e, label, (a, b) in per_type(run, _pencils):
-        n = a.shape[0]
         aw, bw = wide(a), wide(b)
         ref, kappa = eigen_conditions(aw, bw)
+        yield t, e, label, a, b, a.shape[0], aw, bw, ref, kappa
+
+
+def gen_eigen(run):
+    for t, e, label, a, b, n, aw, bw, ref, kappa in _each_pencil(run):
         for option in (0, 1):
             with run.case(f"{t}GenEigenVH", f"{label} option={option}") as c:
                 r = run.call(f"{t}GenEigenVH", A=a, B=b, option=option)
@@ -306,11 +311,8 @@ def gen_eigen(run):
 
 
 def qz(run):
-    for t, e, label, (a, b) in per_type(run, _pencils):
+    for t, e, label, a, b, n, aw, bw, ref, kappa in _each_pencil(run):
         real = not is_complex(t)
-        n = a.shape[0]
-        aw, bw = wide(a), wide(b)
-        ref, kappa = eigen_conditions(aw, bw)
         for vectors in (0, 1):
             with run.case(f"{t}QZH", f"{label} computeVectors={vectors}") as c:
                 r = run.call(f"{t}QZH", A=a, B=b, computeVectors=vectors)
