@@ -85,6 +85,18 @@ template <class T> class FactorizationsTest : public ::testing::Test {
   H random(int m, int n, unsigned seed) {
     return host.template matrix<T>(m, n, random_values<T>(static_cast<std::size_t>(m) * n, seed));
   }
+  // A random m x n input: its handle, its values as passed, and the same
+  // values in the reference arithmetic.
+  struct Input {
+    H a;
+    std::vector<T> before;
+    Dense A;
+  };
+  Input random_input(int m, int n, unsigned seed) {
+    H a = random(m, n, seed);
+    std::vector<T> before = matrix_values<T>(a);
+    return {a, before, dense(m, n, before)};
+  }
   // A small multiple of n epsilon: what a backward-stable factorization of an
   // order-n problem may leave behind.
   static double tol(int n) { return 10.0 * std::max(n, 1) * epsilon<T>(); }
@@ -154,9 +166,7 @@ TYPED_TEST(FactorizationsTest, SvdResidualsAndOrthogonality) {
   unsigned seed = 10;
   for (auto [m, n] : kShapes) {
     const int k = std::min(m, n);
-    H a = this->random(m, n, ++seed);
-    const auto a_before = matrix_values<T>(a);
-    const Dense A = dense(m, n, a_before);
+    const auto [a, a_before, A] = this->random_input(m, n, ++seed);
     for (int mode : {0, 1}) {
       SCOPED_TRACE(::testing::Message() << m << " x " << n << " mode " << mode);
       H u = this->e(), s = this->e(), v = this->e(), w = this->e(), rw = this->e(), iw = this->e();
@@ -402,9 +412,7 @@ TYPED_TEST(FactorizationsTest, QrFactorsEveryShapeInEveryMode) {
   unsigned seed = 80;
   for (auto [m, n] : kShapes) {
     const int k = std::min(m, n);
-    H a = this->random(m, n, ++seed);
-    const auto a_before = matrix_values<T>(a);
-    const Dense A = dense(m, n, a_before);
+    const auto [a, a_before, A] = this->random_input(m, n, ++seed);
     for (int pivoting : {0, 1})
       for (int mode : {0, 1, 2}) {
         SCOPED_TRACE(::testing::Message() << m << " x " << n << " pivoting " << pivoting << " mode " << mode);

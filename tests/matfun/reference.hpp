@@ -14,6 +14,7 @@ template <class T> struct MatFun;
   template <> struct MatFun<T> {                                                                  \
     template <class... H> static int32_t exp(H... h) { return t##MtrxExpH(h...); }                \
     template <class... H> static int32_t sqrt(H... h) { return t##MtrxSqrtH(h...); }              \
+    template <class... H> static int32_t log(H... h) { return t##MtrxLnH(h...); }                 \
     template <class... H> static int32_t pow(ZwArrayHandle a, int32_t p, H... h) {                \
       return t##MtrxPowH(a, p, h...);                                                             \
     }                                                                                             \
