@@ -67,28 +67,23 @@ void reflect_rows(Dense& a, int r, int c, const Dense& w) {
   }
 }
 
-template <class T> class ConditionNumberTest : public ::testing::Test {
+template <class T> class ConditionNumberTest : public SingularValueFixture<T> {
  protected:
   using R = RealOf<T>;
-  Host host;
-  ZwArrayHandle values = host.vector<R>({R(1)});
-  ZwArrayHandle copy = host.vector<T>({T(2)});
-  ZwArrayHandle work = host.vector<T>({T(3)});
-  ZwArrayHandle real_work = host.vector<double>({4});
-  ZwArrayHandle int_work = host.vector<int32_t>({5});
-  ZwArrayHandle inverse_work = host.vector<T>({T(6)});
-  ZwArrayHandle pivots = host.vector<int32_t>({7});
+  ZwArrayHandle copy = this->host.template vector<T>({T(2)});
+  ZwArrayHandle inverse_work = this->host.template vector<T>({T(6)});
+  ZwArrayHandle pivots = this->host.template vector<int32_t>({7});
 
   R cond(int m, int n, const std::vector<T>& a, int32_t type, int32_t want = 0) {
-    ZwArrayHandle h = host.matrix<T>(m, n, a);
+    ZwArrayHandle h = this->host.template matrix<T>(m, n, a);
     R r = 0;
-    const ZwArrayHandle kernel_handles[] = {work, real_work, int_work, inverse_work, pivots};
+    const ZwArrayHandle kernel_handles[] = {this->work, this->real_work, this->int_work, inverse_work, pivots};
     int32_t passed[5];
     for (int i = 0; i < 5; ++i) passed[i] = length(kernel_handles[i]);
-    EXPECT_EQ(Cond<T>::call(h, type, &r, values, copy, work, real_work, int_work, inverse_work,
-                            pivots), want);
+    EXPECT_EQ(Cond<T>::call(h, type, &r, this->values, copy, this->work, this->real_work, this->int_work,
+                            inverse_work, pivots), want);
     EXPECT_TRUE(same_values(matrix_values<T>(h), a));  // never modified
-    for (ZwArrayHandle s : {values, copy}) EXPECT_EQ(length(s), 0);
+    for (ZwArrayHandle s : {this->values, copy}) EXPECT_EQ(length(s), 0);
     // The kernels' handles are emptied by the kernel that uses them: the
     // singular values' three for the 2-norm (the real workspace only by the
     // complex types), the inverse's two for the others. A call that fails

@@ -49,6 +49,18 @@ template <class T> class SolveFixture : public ::testing::Test {
   }
 };
 
+// The singular values' scratch handles, shared by the rank and the 2-norm
+// condition number; they arrive non-empty, so that emptying them is seen.
+template <class T> class SingularValueFixture : public ::testing::Test {
+ protected:
+  using R = RealOf<T>;
+  Host host;
+  ZwArrayHandle values = host.vector<R>({R(1)});
+  ZwArrayHandle work = host.vector<T>({T(3)});
+  ZwArrayHandle real_work = host.vector<double>({4});
+  ZwArrayHandle int_work = host.vector<int32_t>({5});
+};
+
 // M M^H / n + I, Hermitian positive definite. With `upper_noise` its strict
 // upper triangle holds unrelated values, which must not matter.
 template <class T> std::vector<T> positive_definite_matrix(int n, unsigned seed, bool upper_noise) {
