@@ -20,28 +20,6 @@ TARNX_TEST_COND(c, cfloat)
 TARNX_TEST_COND(z, cdouble)
 #undef TARNX_TEST_COND
 
-using Dense = std::vector<wide>;
-
-// Gauss-Jordan with partial pivoting.
-Dense reference_inverse(Dense a, int n) {
-  Dense x(n * n);
-  for (int i = 0; i < n; ++i) x[i * n + i] = 1;
-  for (int c = 0; c < n; ++c) {
-    int p = c;
-    for (int i = c + 1; i < n; ++i)
-      if (std::abs(a[i * n + c]) > std::abs(a[p * n + c])) p = i;
-    for (int j = 0; j < n; ++j) std::swap(a[c * n + j], a[p * n + j]), std::swap(x[c * n + j], x[p * n + j]);
-    const wide d = a[c * n + c];
-    for (int j = 0; j < n; ++j) a[c * n + j] /= d, x[c * n + j] /= d;
-    for (int i = 0; i < n; ++i) {
-      if (i == c) continue;
-      const wide f = a[i * n + c];
-      for (int j = 0; j < n; ++j) a[i * n + j] -= f * a[c * n + j], x[i * n + j] -= f * x[c * n + j];
-    }
-  }
-  return x;
-}
-
 double reference_norm(const Dense& a, int n, int type) {
   double best = 0, squares = 0;
   for (int i = 0; i < n; ++i) {
@@ -109,7 +87,7 @@ TYPED_TEST(ConditionNumberTest, MatchesReferencesInEveryNorm) {
   const double tol = 200 * epsilon<T>();
   for (int n : {1, 2, 5, 30}) {
     const auto a = random_values<T>(n * n, 80 + n);
-    const Dense wa(a.begin(), a.end()), inverse = reference_inverse(wa, n);
+    const Dense wa(a.begin(), a.end()), inverse = inverse_of(wa, n);
     for (int type : {1, 2, 3}) {
       const double want = reference_norm(wa, n, type) * reference_norm(inverse, n, type);
       EXPECT_NEAR(this->cond(n, n, a, type), want, tol * want * n) << n << " type " << type;

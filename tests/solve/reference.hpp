@@ -7,7 +7,7 @@
 #include <limits>
 #include <numeric>
 
-#include "support/host.hpp"
+#include "support/reference.hpp"
 
 namespace test {
 
@@ -28,6 +28,8 @@ TARNX_TEST_SOLVE(z, cdouble)
 enum : int32_t { kGeneral = 0, kPositiveDefinite = 1, kLower = 2, kUpper = 3 };
 
 using wide = std::complex<double>;
+using Dense = std::vector<wide>;
+template <class T> Dense widen(const std::vector<T>& v) { return widen_to<wide>(v); }
 template <class T> T conj_of(T v) {
   if constexpr (is_complex<T>) return std::conj(v);
   else return v;
