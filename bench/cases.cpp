@@ -971,12 +971,13 @@ template <class T, auto Export> struct LeastSquares : Work {
 
 // ---- matrix functions -------------------------------------------------------------------------
 
-// The exponential's raw side is the same algorithm written as a C program
-// holding the matrix column-major would write it: balance (gebal, scaling
-// only), scale by 2^-s, the Pade sums from gemm products and axpy, one gesv
-// for D^-1 N, s squarings, and the way back (gebak for the rows, a scal per
-// column for the columns). Degree and scaling come from the library's own
-// two scalar rules, so both sides make the same number of products.
+// The exponential's raw side is the same algorithm as a C program holding
+// the matrix column-major would run it: balance (gebal, scaling only), then
+// the library's own scaling, Pade sums, D^-1 N and squarings
+// (scaled_pade_exponential) with gemm, axpy, scal and one gesv of the raw
+// core as its steps, and the way back (gebak for the rows, a scal per column
+// for the columns). Both sides therefore make the same products in the same
+// order; the raw side copies N once more, into the buffer gesv solves in.
 template <class T, auto Export> struct MatrixExponential : Work {
   using R = RealOf<T>;
   int32_t n;
