@@ -17,17 +17,28 @@
 
 namespace {
 
-void run_ours(benchmark::State& state, const bench::Case& c, int32_t n) {
-  auto work = c.make(n);
-  // The first call sizes the outputs; a host loop reuses them afterwards.
-  if (int32_t status = work->ours(); status < 0) {
+// The first call of the export sizes the outputs, which a host loop then
+// reuses; a failing one ends the benchmark with its status.
+bool first_call_succeeds(benchmark::State& state, bench::Work& work) {
+  if (int32_t status = work.ours(); status < 0) {
     const std::string message = "status " + std::to_string(status);
     state.SkipWithError(message.c_str());
-    return;
+    return false;
   }
-  for (auto _ : state) benchmark::DoNotOptimize(work->ours());
+  return true;
+}
+
+// A copy is measured in bytes moved, n x n elements of 8 bytes a call.
+void count_copied_bytes(benchmark::State& state, const bench::Case& c, int32_t n) {
   if (c.target == bench::Target::Copy)
     state.SetBytesProcessed(state.iterations() * int64_t{n} * n * 8);
+}
+
+void run_ours(benchmark::State& state, const bench::Case& c, int32_t n) {
+  auto work = c.make(n);
+  if (!first_call_succeeds(state, *work)) return;
+  for (auto _ : state) benchmark::DoNotOptimize(work->ours());
+  count_copied_bytes(state, c, n);
 }
 
 void run_raw(benchmark::State& state, const bench::Case& c, int32_t n) {
@@ -37,8 +48,7 @@ void run_raw(benchmark::State& state, const bench::Case& c, int32_t n) {
     work->raw();
     benchmark::ClobberMemory();
   }
-  if (c.target == bench::Target::Copy)
-    state.SetBytesProcessed(state.iterations() * int64_t{n} * n * 8);
+  count_copied_bytes(state, c, n);
 }
 
 double thread_seconds() {
@@ -60,11 +70,7 @@ double median(std::vector<double> v) {
 // still scatters by a quarter.
 void run_pair(benchmark::State& state, const bench::Case& c, int32_t n) {
   auto work = c.make(n);
-  if (int32_t status = work->ours(); status < 0) {
-    const std::string message = "status " + std::to_string(status);
-    state.SkipWithError(message.c_str());
-    return;
-  }
+  if (!first_call_succeeds(state, *work)) return;
   work->raw();
   std::vector<double> ratios, ours, raw;
   bool ours_first = true;

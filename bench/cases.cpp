@@ -17,8 +17,8 @@
 #include "bench/harness.hpp"
 #include "bench/raw_core.hpp"
 #include "matfun/binary_power.hpp"
+#include "matfun/exponential_kernel.hpp"
 #include "matfun/log_pade.hpp"
-#include "matfun/pade.hpp"
 #include "matfun/triangular_sqrt.hpp"
 
 namespace bench {
@@ -971,12 +971,13 @@ template <class T, auto Export> struct LeastSquares : Work {
 
 // ---- matrix functions -------------------------------------------------------------------------
 
-// The exponential's raw side is the same algorithm written as a C program
-// holding the matrix column-major would write it: balance (gebal, scaling
-// only), scale by 2^-s, the Pade sums from gemm products and axpy, one gesv
-// for D^-1 N, s squarings, and the way back (gebak for the rows, a scal per
-// column for the columns). Degree and scaling come from the library's own
-// two scalar rules, so both sides make the same number of products.
+// The exponential's raw side is the same algorithm as a C program holding
+// the matrix column-major would run it: balance (gebal, scaling only), then
+// the library's own scaling, Pade sums, D^-1 N and squarings
+// (scaled_pade_exponential) with gemm, axpy, scal and one gesv of the raw
+// core as its steps, and the way back (gebak for the rows, a scal per column
+// for the columns). Both sides therefore make the same products in the same
+// order; the raw side copies N once more, into the buffer gesv solves in.
 template <class T, auto Export> struct MatrixExponential : Work {
   using R = RealOf<T>;
   int32_t n;
@@ -1006,19 +1007,29 @@ template <class T, auto Export> struct MatrixExponential : Work {
     put(matrix_of<T>(a), av);
     return Export(a, workspace, scale_factors, balance_ws, solve_ws, pivots);
   }
-  void multiply(const T* p, const T* q, T* out) {
-    const T one(1), zero(0);
-    Raw<T>::gemm(kColMajor, CblasNoTrans, CblasNoTrans, n, n, n, blas_scalar(one), p, n, q, n,
-                 blas_scalar(zero), out, n);
-  }
-  void add_scaled(double c, const T* from, T* to) {
-    const int parts = static_cast<int>(sq(n)) * (is_complex_v<T> ? 2 : 1);
-    Raw<R>::axpy(parts, static_cast<R>(c), reinterpret_cast<const R*>(from), 1,
-                 reinterpret_cast<R*>(to), 1);
-  }
+  // The library's steps on the raw core, column-major; gesv solves in
+  // place of its right-hand side, so N goes where the squarings want it.
+  struct RawSteps {
+    std::vector<int>& ipiv;
+    static void multiply(int32_t n, const T* p, const T* q, T* out) {
+      const T one(1), zero(0);
+      Raw<T>::gemm(kColMajor, CblasNoTrans, CblasNoTrans, n, n, n, blas_scalar(one), p, n, q, n,
+                   blas_scalar(zero), out, n);
+    }
+    static void add_scaled(int32_t count, double c, const T* from, T* to) {
+      const int parts = count * (is_complex_v<T> ? 2 : 1);
+      Raw<R>::axpy(parts, static_cast<R>(c), reinterpret_cast<const R*>(from), 1,
+                   reinterpret_cast<R*>(to), 1);
+    }
+    static void scale(int32_t count, R factor, T* x) { Raw<T>::rscal(count, factor, x, 1); }
+    int32_t solve(T* den, int32_t n, const T* num, T* f) {
+      if (f != num) std::memcpy(static_cast<void*>(f), num, sq(n) * sizeof(T));
+      int info = 0;
+      Raw<T>::gesv(&n, &n, den, &n, ipiv.data(), f, &n, &info);
+      return info == 0 ? tarnx::Ok : tarnx::Singular;
+    }
+  };
   void raw() override {
-    const int nn = static_cast<int>(sq(n));
-    const size_t stride = static_cast<size_t>(n) + 1;
     put(x.data(), raw_a);
     int ilo = 1, ihi = 1, info = 0;
     Raw<T>::gebal("S", &n, x.data(), &n, &ilo, &ihi, scale.data(), &info);
@@ -1028,42 +1039,9 @@ template <class T, auto Export> struct MatrixExponential : Work {
       for (int32_t j = 0; j < n; ++j) sum += std::abs(x[static_cast<size_t>(j) * n + i]);
       norm = std::max(norm, sum);
     }
-    const int32_t s = tarnx::scaling_power(static_cast<double>(norm));
-    const double factor = std::pow(0.5, s);
-    if (s > 0) Raw<T>::rscal(nn, static_cast<R>(factor), x.data(), 1);
-    for (int i = 0; i < nn; ++i) {
-      num[i] = x[i] * R(0.5);
-      den[i] = x[i] * R(-0.5);
-    }
-    for (int32_t i = 0; i < n; ++i) {
-      num[i * stride] += R(1);
-      den[i * stride] += R(1);
-    }
-    T* p = power.data();
-    T* other = spare.data();
-    multiply(x.data(), x.data(), p);
-    const int32_t q = tarnx::select_pade_degree(tarnx::kExponentialTolerance,
-                                              static_cast<double>(norm) * factor);
-    double c = 0.5, sign = 1.0;
-    for (int32_t k = 2; k <= q; ++k) {
-      c = c * (q - k + 1) / (static_cast<double>(2 * q - k + 1) * k);
-      add_scaled(c, p, num.data());
-      add_scaled(sign * c, p, den.data());
-      if (k == q) break;
-      multiply(p, x.data(), other);
-      std::swap(p, other);
-      sign = -sign;
-    }
-    Raw<T>::gesv(&n, &n, den.data(), &n, ipiv.data(), num.data(), &n, &info);
-    T* f = num.data();
-    other = s > 0 ? spare.data() : nullptr;
-    for (int32_t i = 0; i < s; ++i) {
-      T* target = i + 1 == s ? x.data() : other;
-      multiply(f, f, target);
-      other = f;
-      f = target;
-    }
-    if (s == 0) put(x.data(), num);
+    RawSteps steps{ipiv};
+    tarnx::scaled_pade_exponential(x.data(), n, static_cast<double>(norm),
+                                   {num.data(), den.data(), power.data(), spare.data()}, steps);
     Raw<T>::gebak("S", "R", &n, &ilo, &ihi, scale.data(), &n, x.data(), &n, &info);
     for (int32_t j = 0; j < n; ++j)
       Raw<T>::rscal(n, R(1) / scale[j], x.data() + static_cast<size_t>(j) * n, 1);

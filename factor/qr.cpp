@@ -35,70 +35,89 @@ inline bool shape_of(QRMode mode, int32_t m, int32_t n, QRShape* shape) {
 }
 
 // One work handle holds the factor's buffer, tau (k) and the core's own
-// workspace, in that order.
-template <class T>
-int32_t carve_factor_work(Handle work, int64_t buffer, int32_t k, int32_t lwork, T** factor, T** tau,
-                          T** core_work) {
-  std::array<T*, 3> parts{};
-  if (int32_t status = carve_scratch<T>(work, {buffer, k, lwork}, parts); status != Ok) return status;
-  *factor = parts[0];
-  *tau = parts[1];
-  *core_work = parts[2];
-  return Ok;
-}
+// workspace, in that order. The buffer has m columns (or rows) of `room`
+// elements: n, or max(m, n) in full mode, where the m x m Q overwrites it.
+// The core's part is the larger of two queries, the factorization's and,
+// when Q is wanted, its builder's, each called as query(&answer, &info).
+template <class T> struct FactorWork {
+  int32_t k;
+  bool want_q;
+  int room;
+  T* buffer = nullptr;
+  T* tau = nullptr;
+  T* core = nullptr;
+  int lwork = -1;
+
+  FactorWork(int32_t m, int32_t n, QRMode mode)
+      : k(std::min(m, n)), want_q(mode != QRMode::ROnly), room(mode == QRMode::Full ? std::max(m, n) : n) {}
+
+  template <class FactorQuery, class BuildQuery>
+  int32_t carve(Handle work, int32_t m, FactorQuery factor_query, BuildQuery build_query) {
+    T query{};
+    int info = 0;
+    factor_query(&query, &info);
+    if (info != 0) return InternalError;
+    int32_t needed = std::max(1, workspace_size(query));
+    if (want_q) {
+      build_query(&query, &info);
+      if (info != 0) return InternalError;
+      needed = std::max(needed, workspace_size(query));
+    }
+    std::array<T*, 3> parts{};
+    if (int32_t status = carve_scratch<T>(work, {element_count(room, m), k, needed}, parts); status != Ok)
+      return status;
+    buffer = parts[0];
+    tau = parts[1];
+    core = parts[2];
+    lwork = needed;
+    return Ok;
+  }
+};
 
 // The route without pivoting, on checked input and sized outputs.
 template <class T>
 int32_t qr_no_pivot(const T* a, int32_t m, int32_t n, T* q, T* r, QRMode mode, QRShape shape,
                     Handle work) {
-  const int32_t k = std::min(m, n);
-  const bool want_q = mode != QRMode::ROnly;
-  // B = A^T, n x m column-major; in full mode the m x m Q_l overwrites it, so
-  // its columns get max(m, n) rows of room.
-  const int ld = mode == QRMode::Full ? std::max(m, n) : n;
-  int bm = n, bn = m, qk = k, qrows = shape.q_cols, info = 0, lwork = -1;
-
-  T query{};
-  Core<T>::gelqf(&bm, &bn, nullptr, &ld, nullptr, &query, &lwork, &info);
-  if (info != 0) return InternalError;
-  int32_t needed = std::max(1, workspace_size(query));
-  if (want_q) {
-    Core<T>::unglq(&qrows, &bn, &qk, nullptr, &ld, nullptr, &query, &lwork, &info);
-    if (info != 0) return InternalError;
-    needed = std::max(needed, workspace_size(query));
-  }
-  T *b = nullptr, *tau = nullptr, *core_work = nullptr;
-  if (int32_t status = carve_factor_work(work, element_count(ld, m), k, needed, &b, &tau, &core_work);
+  // B = A^T, n x m column-major, with leading dimension `room`.
+  FactorWork<T> fw(m, n, mode);
+  int bm = n, bn = m, ld = fw.room, qk = fw.k, qrows = shape.q_cols, info = 0;
+  if (int32_t status = fw.carve(
+          work, m,
+          [&](T* query, int* query_info) {
+            Core<T>::gelqf(&bm, &bn, nullptr, &ld, nullptr, query, &fw.lwork, query_info);
+          },
+          [&](T* query, int* query_info) {
+            Core<T>::unglq(&qrows, &bn, &qk, nullptr, &ld, nullptr, query, &fw.lwork, query_info);
+          });
       status != Ok)
     return status;
-  lwork = needed;
 
   // Row i of A is column i of B: the block is copied as it stands.
   for (int32_t i = 0; i < m; ++i)
-    std::memcpy(static_cast<void*>(b + static_cast<std::size_t>(i) * ld), a + static_cast<std::size_t>(i) * n,
+    std::memcpy(static_cast<void*>(fw.buffer + static_cast<std::size_t>(i) * ld), a + static_cast<std::size_t>(i) * n,
                 sizeof(T) * n);
-  Core<T>::gelqf(&bm, &bn, b, &ld, tau, core_work, &lwork, &info);
+  Core<T>::gelqf(&bm, &bn, fw.buffer, &ld, fw.tau, fw.core, &fw.lwork, &info);
   if (info != 0) return InternalError;
 
   // R = L^T: row i of R is column i of L, from the diagonal down.
   for (int32_t i = 0; i < shape.r_rows; ++i) {
     T* r_row = r + static_cast<std::size_t>(i) * n;
-    if (i < k) {
+    if (i < fw.k) {
       std::fill(r_row, r_row + i, T(0));
-      std::memcpy(static_cast<void*>(r_row + i), b + static_cast<std::size_t>(i) * ld + i, sizeof(T) * (n - i));
+      std::memcpy(static_cast<void*>(r_row + i), fw.buffer + static_cast<std::size_t>(i) * ld + i, sizeof(T) * (n - i));
     } else {
       std::fill(r_row, r_row + n, T(0));
     }
   }
-  if (!want_q) return Ok;
+  if (!fw.want_q) return Ok;
 
   // Q = Q_l^T: row i of Q is the head of column i of the generated Q_l. No
   // conjugation: Q_l has orthonormal rows, so its plain transpose has
   // orthonormal columns.
-  Core<T>::unglq(&qrows, &bn, &qk, b, &ld, tau, core_work, &lwork, &info);
+  Core<T>::unglq(&qrows, &bn, &qk, fw.buffer, &ld, fw.tau, fw.core, &fw.lwork, &info);
   if (info != 0) return InternalError;
   for (int32_t i = 0; i < m; ++i)
-    std::memcpy(static_cast<void*>(q + static_cast<std::size_t>(i) * qrows), b + static_cast<std::size_t>(i) * ld,
+    std::memcpy(static_cast<void*>(q + static_cast<std::size_t>(i) * qrows), fw.buffer + static_cast<std::size_t>(i) * ld,
                 sizeof(T) * qrows);
   return Ok;
 }
@@ -129,51 +148,43 @@ void unpack_pivoted_qr(const T* factor, int32_t m, int32_t n, T* r, int32_t r_ro
 template <class T>
 int32_t qr_pivot(const T* a, int32_t m, int32_t n, T* q, T* r, int32_t* p, int32_t* pivots,
                  QRMode mode, QRShape shape, Handle work, Handle real_work) {
-  const int32_t k = std::min(m, n);
-  const bool want_q = mode != QRMode::ROnly;
-  // Column-major copy with leading dimension m and room for the m x m Q of
-  // full mode.
-  const int32_t room = mode == QRMode::Full ? std::max(m, n) : n;
-  int rm = m, rn = n, qk = k, qcols = shape.q_cols, info = 0, lwork = -1;
-
-  T query{};
-  if constexpr (is_complex_v<T>)
-    Core<T>::geqp3(&rm, &rn, nullptr, &rm, nullptr, nullptr, &query, &lwork, nullptr, &info);
-  else
-    Core<T>::geqp3(&rm, &rn, nullptr, &rm, nullptr, nullptr, &query, &lwork, &info);
-  if (info != 0) return InternalError;
-  int32_t needed = std::max(1, workspace_size(query));
-  if (want_q) {
-    Core<T>::ungqr(&rm, &qcols, &qk, nullptr, &rm, nullptr, &query, &lwork, &info);
-    if (info != 0) return InternalError;
-    needed = std::max(needed, workspace_size(query));
-  }
-  T *buffer = nullptr, *tau = nullptr, *core_work = nullptr;
-  if (int32_t status = carve_factor_work(work, element_count(room, m), k, needed, &buffer, &tau, &core_work);
+  // Column-major copy with leading dimension m.
+  FactorWork<T> fw(m, n, mode);
+  int rm = m, rn = n, qk = fw.k, qcols = shape.q_cols, info = 0;
+  if (int32_t status = fw.carve(
+          work, m,
+          [&](T* query, int* query_info) {
+            if constexpr (is_complex_v<T>)
+              Core<T>::geqp3(&rm, &rn, nullptr, &rm, nullptr, nullptr, query, &fw.lwork, nullptr, query_info);
+            else
+              Core<T>::geqp3(&rm, &rn, nullptr, &rm, nullptr, nullptr, query, &fw.lwork, query_info);
+          },
+          [&](T* query, int* query_info) {
+            Core<T>::ungqr(&rm, &qcols, &qk, nullptr, &rm, nullptr, query, &fw.lwork, query_info);
+          });
       status != Ok)
     return status;
   if constexpr (is_complex_v<T>) {
     if (int32_t status = size_scratch<double>(real_work, 2 * int64_t{n}); status != Ok) return status;
   }
-  lwork = needed;
 
-  ToColumnMajor(a, m, n, buffer);
+  ToColumnMajor(a, m, n, fw.buffer);
   // Zero marks every column as free to move.
   std::fill(pivots, pivots + n, 0);
   if constexpr (is_complex_v<T>) {
     auto* rwork = reinterpret_cast<RealOf<T>*>(vector_data<double>(real_work));
-    Core<T>::geqp3(&rm, &rn, buffer, &rm, pivots, tau, core_work, &lwork, rwork, &info);
+    Core<T>::geqp3(&rm, &rn, fw.buffer, &rm, pivots, fw.tau, fw.core, &fw.lwork, rwork, &info);
   } else {
-    Core<T>::geqp3(&rm, &rn, buffer, &rm, pivots, tau, core_work, &lwork, &info);
+    Core<T>::geqp3(&rm, &rn, fw.buffer, &rm, pivots, fw.tau, fw.core, &fw.lwork, &info);
   }
   if (info != 0) return InternalError;
-  unpack_pivoted_qr(buffer, m, n, r, shape.r_rows, pivots, p);
-  if (!want_q) return Ok;
+  unpack_pivoted_qr(fw.buffer, m, n, r, shape.r_rows, pivots, p);
+  if (!fw.want_q) return Ok;
 
-  Core<T>::ungqr(&rm, &qcols, &qk, buffer, &rm, tau, core_work, &lwork, &info);
+  Core<T>::ungqr(&rm, &qcols, &qk, fw.buffer, &rm, fw.tau, fw.core, &fw.lwork, &info);
   if (info != 0) return InternalError;
   // The column-major m x q result is the row-major layout of Q^T.
-  ToColumnMajor(buffer, qcols, m, q);
+  ToColumnMajor(fw.buffer, qcols, m, q);
   return Ok;
 }
 

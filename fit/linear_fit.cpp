@@ -73,6 +73,19 @@ template <class T> int32_t least_squares_fit(const FitData<T>& d, Handle work, F
 
 // ---- method 1 -------------------------------------------------------------------------------
 
+// The weighted least-squares line both robust fits start from. The
+// normalized user weights go to `parked`, and `v` points at them (null
+// without weights), for the steps that weigh the points the same way.
+template <class T>
+bool least_squares_start(const FitData<T>& d, const UserWeights<T>& uw, double* parked, const double*& v,
+                         LineSums& start) {
+  if (uw.w != nullptr) {
+    fit::normalize_weights(uw, d.n, parked);
+    v = parked;
+  }
+  return fit::weighted_line_fit(d.x, d.y, d.n, v, start);
+}
+
 // a is preferred over b when it has the smaller figure; a NaN figure never wins.
 inline bool smaller_residual(double a, double b) { return a < b || (std::isnan(b) && !std::isnan(a)); }
 
@@ -136,12 +149,8 @@ int32_t least_absolute_residual_fit(const FitData<T>& d, Handle work, double tol
   // The start: the least-squares line, with the normalized weights parked
   // in the work space until the medians need it.
   const double* v = nullptr;
-  if (uw.w != nullptr) {
-    fit::normalize_weights(uw, d.n, space);
-    v = space;
-  }
   LineSums start;
-  if (!fit::weighted_line_fit(d.x, d.y, d.n, v, start)) return FitNotFormed;
+  if (!least_squares_start(d, uw, space, v, start)) return FitNotFormed;
   const Line least_squares = start.line;
   const double r_least_squares = fit::mean_absolute_residual(d.x, d.y, d.n, uw, least_squares);
 
@@ -199,12 +208,8 @@ int32_t bisquare_fit(const FitData<T>& d, Handle work, double tolerance, int32_t
   double* const copy = space + 2 * static_cast<std::size_t>(d.n);
 
   const double* v = nullptr;
-  if (uw.w != nullptr) {
-    fit::normalize_weights(uw, d.n, copy);
-    v = copy;
-  }
   LineSums start;
-  if (!fit::weighted_line_fit(d.x, d.y, d.n, v, start)) return FitNotFormed;
+  if (!least_squares_start(d, uw, copy, v, start)) return FitNotFormed;
   fit::leverage_factors(d.x, d.n, v, start, leverage);
 
   Line line = start.line;

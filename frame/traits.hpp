@@ -43,29 +43,22 @@ template <> struct Traits<double> {
   static constexpr double screen_low = -1.7976931348623e+308;
 };
 
-template <> struct Traits<cfloat> {
-  using Real = float;
-  using Complex = cfloat;
+// A complex type has its real type's precision, epsilon and screen bounds;
+// its host code, its position in s, d, c, z and its letter follow from the
+// real type's: c (12) for float, z (13) for double.
+template <class R> struct Traits<std::complex<R>> {
+  using Real = R;
+  using Complex = std::complex<R>;
   static constexpr bool is_complex = true;
-  static constexpr int32_t type_code = 12;
-  static constexpr int index = 2;
-  static constexpr char letter = 'c';
-  static constexpr float epsilon = Traits<float>::epsilon;
-  static constexpr float screen_high = Traits<float>::screen_high;
-  static constexpr float screen_low = Traits<float>::screen_low;
+  static constexpr int32_t type_code = Traits<R>::type_code + 3;
+  static constexpr int index = Traits<R>::index + 2;
+  static constexpr char letter = Traits<R>::index == 0 ? 'c' : 'z';
+  static constexpr R epsilon = Traits<R>::epsilon;
+  static constexpr R screen_high = Traits<R>::screen_high;
+  static constexpr R screen_low = Traits<R>::screen_low;
 };
-
-template <> struct Traits<cdouble> {
-  using Real = double;
-  using Complex = cdouble;
-  static constexpr bool is_complex = true;
-  static constexpr int32_t type_code = 13;
-  static constexpr int index = 3;
-  static constexpr char letter = 'z';
-  static constexpr double epsilon = Traits<double>::epsilon;
-  static constexpr double screen_high = Traits<double>::screen_high;
-  static constexpr double screen_low = Traits<double>::screen_low;
-};
+static_assert(Traits<cfloat>::type_code == 12 && Traits<cfloat>::index == 2 && Traits<cfloat>::letter == 'c');
+static_assert(Traits<cdouble>::type_code == 13 && Traits<cdouble>::index == 3 && Traits<cdouble>::letter == 'z');
 
 // Pivots and permutations.
 template <> struct Traits<int32_t> {

@@ -3,13 +3,12 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
-#include <utility>
 
 #include "frame/export.hpp"
 #include "frame/workspace.hpp"
 #include "matfun/balance.hpp"
 #include "matfun/complex_scalar.hpp"
-#include "matfun/pade.hpp"
+#include "matfun/exponential_kernel.hpp"
 #include "solve/kernels.hpp"
 
 namespace tarnx {
@@ -69,19 +68,28 @@ template <class T> RealOf<T> infinity_norm(const T* a, int32_t n) {
   return best;
 }
 
-template <class T> void multiply(int32_t n, const T* x, const T* y, T* out) {
-  const T one(1), zero(0);
-  Core<T>::gemm(kRowMajor, kNoTrans, kNoTrans, n, n, n, blas_scalar(one), x, n, y, n,
-                blas_scalar(zero), out, n);
-}
-
-// y += c x over n x n elements; the coefficients are real, so a complex
-// block is simply twice as many real numbers.
-template <class T> void add_scaled(int32_t count, double c, const T* x, T* y) {
+// The exponential's matrix steps on the core, row-major; the Padé system is
+// solved by the general solver with the export's scratch handles.
+template <class T> struct CoreExponentialSteps {
   using R = RealOf<T>;
-  const int32_t parts = is_complex_v<T> ? 2 * count : count;
-  Core<R>::axpy(parts, static_cast<R>(c), reinterpret_cast<const R*>(x), 1, reinterpret_cast<R*>(y), 1);
-}
+  Handle solve_workspace, pivots;
+
+  static void multiply(int32_t n, const T* x, const T* y, T* out) {
+    const T one(1), zero(0);
+    Core<T>::gemm(kRowMajor, kNoTrans, kNoTrans, n, n, n, blas_scalar(one), x, n, y, n,
+                  blas_scalar(zero), out, n);
+  }
+  // y += c x over `count` elements; the coefficients are real, so a complex
+  // block is simply twice as many real numbers.
+  static void add_scaled(int32_t count, double c, const T* x, T* y) {
+    const int32_t parts = is_complex_v<T> ? 2 * count : count;
+    Core<R>::axpy(parts, static_cast<R>(c), reinterpret_cast<const R*>(x), 1, reinterpret_cast<R*>(y), 1);
+  }
+  static void scale(int32_t count, R factor, T* x) { Core<T>::rscal(count, factor, x, 1); }
+  int32_t solve(const T* den, int32_t n, const T* num, T* f) const {
+    return GeneralSolveKernel(den, n, num, n, f, solve_workspace, pivots);
+  }
+};
 
 // e^A of the row-major n x n matrix `a`, in place.
 template <class T>
@@ -108,54 +116,9 @@ int32_t matrix_exponential(T* a, int32_t n, Handle workspace, Handle scale_facto
   if (int32_t status = BalanceKernel(a, n, scale, balance_workspace, &range); status != Ok)
     return status;
 
-  // Scale A so that its norm is below 1; the squarings give the factor back.
-  const int32_t nn = static_cast<int32_t>(square);
   const double norm = static_cast<double>(infinity_norm(a, n));
-  const int32_t s = scaling_power(norm);
-  const double factor = std::pow(0.5, s);
-  if (s > 0) Core<T>::rscal(nn, static_cast<R>(factor), a, 1);
-  const double scaled_norm = norm * factor;
-
-  auto [num, den, power, spare] = blocks;
-
-  // The k = 0 and k = 1 terms, c_0 = 1 and c_1 = 1/2, in one pass.
-  for (int32_t i = 0; i < nn; ++i) {
-    num[i] = a[i] * R(0.5);
-    den[i] = a[i] * R(-0.5);
-  }
-  for (int32_t i = 0; i < n; ++i) {
-    num[i * stride] += R(1);
-    den[i * stride] += R(1);
-  }
-
-  // N = sum c_k A^k, D = sum (-1)^k c_k A^k with the coefficients of the
-  // diagonal approximant of degree q, built from one another.
-  multiply(n, a, a, power);
-  const int32_t q = select_pade_degree(kExponentialTolerance, scaled_norm);
-  double c = 0.5, sign = 1.0;
-  for (int32_t k = 2; k <= q; ++k) {
-    c = c * (q - k + 1) / (static_cast<double>(2 * q - k + 1) * k);
-    add_scaled(nn, c, power, num);
-    add_scaled(nn, sign * c, power, den);
-    if (k == q) break;
-    multiply(n, power, a, spare);
-    std::swap(power, spare);
-    sign = -sign;
-  }
-
-  // F = D^-1 N, written where the first squaring wants it.
-  T* f = s == 0 ? a : spare;
-  if (int32_t status = GeneralSolveKernel(den, n, num, n, f, solve_workspace, pivots); status != Ok)
-    return status;
-  if (s > 0) {
-    // N and D are spent: N serves as the second buffer of the squarings.
-    T* other = num;
-    for (int32_t i = 1; i < s; ++i) {
-      multiply(n, f, f, other);
-      std::swap(f, other);
-    }
-    multiply(n, f, f, a);
-  }
+  CoreExponentialSteps<T> steps{solve_workspace, pivots};
+  if (int32_t status = scaled_pade_exponential(a, n, norm, blocks, steps); status != Ok) return status;
 
   return UnbalanceKernel(a, n, scale, range, balance_workspace);
 }

@@ -113,6 +113,18 @@ template <class T> class BlasTest : public ::testing::Test {
   View<T> a_at(int layout) { return {av.data() + S + 2, layout, 6}; }
   View<T> b_at(int layout) { return {bv.data() + 2 * S + 1, layout, 6}; }
 
+  // A matrix-vector product from A's block and fresh x (seed) and y (seed + 1)
+  // with offsets 1 and 2: `call(a, x, y)` makes it, `op_a` is the op(A) the
+  // reference multiplies, nx and ny the lengths of op(A)'s rows and columns.
+  template <class Call, class OpA>
+  void expect_matrix_vector(unsigned seed, int incx, int incy, int nx, int ny, Call call, OpA op_a) {
+    auto xv = random_values<T>(20, seed), yv = random_values<T>(20, seed + 1);
+    ZwArrayHandle y = host.vector(yv);
+    ASSERT_EQ(call(host.matrix(S, S, av), host.vector(xv), y), 0);
+    reference(ny, 1, nx, alpha, beta, column(yv.data() + 2, incy, ny), op_a, column(xv.data() + 1, incx, nx));
+    expect_close(vector_values<T>(y), yv, nx);
+  }
+
   // One bad argument set: the status with checks on and off, and the output
   // operand emptied after every failure.
   template <class Args> struct Case {
@@ -157,14 +169,13 @@ TYPED_TEST(BlasTest, GemmAndGemvMatchReferenceOnSelectedBlocks) {
         }
         for (auto [incx, incy] : {std::pair{2, 1}, {-1, -3}}) {  // A is now M x K, the stored block of op(A)
           SCOPED_TRACE(::testing::Message() << "gemv layout " << layout << " trans " << ta << " incx " << incx);
-          auto xv = random_values<T>(20, 5), yv = random_values<T>(20, 6);
-          ZwArrayHandle y = this->host.vector(yv);
-          ASSERT_EQ(TestFixture::B::gemv(this->host.matrix(S, S, this->av), this->host.vector(xv), y, c_ptr(&this->alpha),
-                                         c_ptr(&this->beta), ta, incx, incy, M, K, 1, 2, 1, 2, 6, layout, check), 0);
-          const int nx = ta == kNoTrans ? K : M, ny = ta == kNoTrans ? M : K;
-          reference(ny, 1, nx, this->alpha, this->beta, column(yv.data() + 2, incy, ny),
-                    [&](int i, int l) { return op(A, ta, i, l); }, column(xv.data() + 1, incx, nx));
-          expect_close(vector_values<T>(y), yv, nx);
+          this->expect_matrix_vector(
+              5, incx, incy, ta == kNoTrans ? K : M, ta == kNoTrans ? M : K,
+              [&](ZwArrayHandle a, ZwArrayHandle x, ZwArrayHandle y) {
+                return TestFixture::B::gemv(a, x, y, c_ptr(&this->alpha), c_ptr(&this->beta), ta, incx, incy, M,
+                                            K, 1, 2, 1, 2, 6, layout, check);
+              },
+              [&](int i, int l) { return op(A, ta, i, l); });
         }
       }
 }
@@ -198,12 +209,13 @@ TYPED_TEST(BlasTest, SymmetricAndHermitianProductsReadOnlyTheirTriangle) {
           if (hermitian != is_complex<T>) continue;  // symv is real, hemv complex
           for (auto [incx, incy] : {std::pair{1, 2}, {-2, -1}}) {
             SCOPED_TRACE(::testing::Message() << "layout " << layout << " uplo " << uplo << " incx " << incx);
-            auto xv = random_values<T>(20, 11), yv = random_values<T>(20, 12);
-            ZwArrayHandle y = this->host.vector(yv);
-            ASSERT_EQ(B::symv(this->host.matrix(S, S, this->av), this->host.vector(xv), y, c_ptr(&this->alpha),
-                              c_ptr(&this->beta), uplo, incx, incy, N, 1, 2, 1, 2, 6, layout, check), 0);
-            reference(N, 1, N, this->alpha, this->beta, column(yv.data() + 2, incy, N), sa, column(xv.data() + 1, incx, N));
-            expect_close(vector_values<T>(y), yv, N);
+            this->expect_matrix_vector(
+                11, incx, incy, N, N,
+                [&](ZwArrayHandle a, ZwArrayHandle x, ZwArrayHandle y) {
+                  return B::symv(a, x, y, c_ptr(&this->alpha), c_ptr(&this->beta), uplo, incx, incy, N, 1, 2, 1, 2,
+                                 6, layout, check);
+                },
+                sa);
           }
         }
 }

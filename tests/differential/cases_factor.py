@@ -29,6 +29,13 @@ def shaped_inputs(run, t):
     return out
 
 
+def _each_shaped(run):
+    """Every element type's shaped inputs with their precision and sizes."""
+    for t, e, label, a in per_type(run, shaped_inputs):
+        m, n = a.shape
+        yield t, e, label, a, m, n, min(m, n)
+
+
 def hermitian_inputs(run, t):
     out = [(f"{n}x{n}", run.hpd(t, n)) for n in (1, 4, 40)]
     out.append((f"6x6 cond {ill_cond(t):g}", run.hpd(t, 6, ill_cond(t))))
@@ -102,69 +109,61 @@ def lu(run):
 
 
 def qr(run):
-    for t in "sdcz":
-        e = eps(t)
-        for label, a in shaped_inputs(run, t):
-            m, n = a.shape
-            k = min(m, n)
-            aw = wide(a)
-            for pivoting in (0, 1):
-                for mode in (0, 1, 2):
-                    with run.case(f"{t}QRH", f"{label} pivoting={pivoting} mode={mode}") as c:
-                        r = run.call(f"{t}QRH", A=a, pivoting=pivoting, mode=mode)
-                        c.status(r)
-                        Q, R, P, piv = wide(r["Q"]), wide(r["R"]), r["P"], r["pivots"]
-                        c.shape("Q", Q, [(m, m), (m, k), (0, 0)][mode])
-                        c.shape("R", R, (m, n) if mode == 0 else (k, n))
-                        c.exact("R upper", np.tril(R, -1), np.zeros_like(R))
-                        if pivoting:
-                            c.shape("P", P, (n, n))
-                            c.true("pivots a permutation", sorted(piv.tolist()) == list(range(n)))
-                            c.exact("P from the pivots", P, np.eye(n, dtype=np.int32)[:, piv])
-                            ap = aw[:, piv]
-                            d = np.abs(np.diag(R))
-                            c.true("|diag R| non-increasing", np.all(d[1:] <= d[:-1] * (1 + 20 * n * e)))
-                            if t in "dz":
-                                _, _, want_piv = sl.qr(aw, pivoting=True, mode="economic")
-                                c.exact("pivots against the reference", piv, want_piv)
-                        else:
-                            c.shape("P", P, (0, 0))
-                            c.shape("pivots", piv, (0,))
-                            ap = aw
-                        scale2 = fro(aw) ** 2
-                        c.close("R^H R = (AP)^H (AP)", R.conj().T @ R, ap.conj().T @ ap, 20 * max(m, n) * e,
-                                scale=scale2)
-                        if mode != 2:
-                            check_unitary(c, "Q", Q, 20 * max(m, n) * e)
-                            c.close("A P = Q R", Q @ R, ap, 20 * max(m, n) * e, scale=fro(aw))
+    for t, e, label, a, m, n, k in _each_shaped(run):
+        aw = wide(a)
+        for pivoting in (0, 1):
+            for mode in (0, 1, 2):
+                with run.case(f"{t}QRH", f"{label} pivoting={pivoting} mode={mode}") as c:
+                    r = run.call(f"{t}QRH", A=a, pivoting=pivoting, mode=mode)
+                    c.status(r)
+                    Q, R, P, piv = wide(r["Q"]), wide(r["R"]), r["P"], r["pivots"]
+                    c.shape("Q", Q, [(m, m), (m, k), (0, 0)][mode])
+                    c.shape("R", R, (m, n) if mode == 0 else (k, n))
+                    c.exact("R upper", np.tril(R, -1), np.zeros_like(R))
+                    if pivoting:
+                        c.shape("P", P, (n, n))
+                        c.true("pivots a permutation", sorted(piv.tolist()) == list(range(n)))
+                        c.exact("P from the pivots", P, np.eye(n, dtype=np.int32)[:, piv])
+                        ap = aw[:, piv]
+                        d = np.abs(np.diag(R))
+                        c.true("|diag R| non-increasing", np.all(d[1:] <= d[:-1] * (1 + 20 * n * e)))
+                        if t in "dz":
+                            _, _, want_piv = sl.qr(aw, pivoting=True, mode="economic")
+                            c.exact("pivots against the reference", piv, want_piv)
+                    else:
+                        c.shape("P", P, (0, 0))
+                        c.shape("pivots", piv, (0,))
+                        ap = aw
+                    scale2 = fro(aw) ** 2
+                    c.close("R^H R = (AP)^H (AP)", R.conj().T @ R, ap.conj().T @ ap, 20 * max(m, n) * e,
+                            scale=scale2)
+                    if mode != 2:
+                        check_unitary(c, "Q", Q, 20 * max(m, n) * e)
+                        c.close("A P = Q R", Q @ R, ap, 20 * max(m, n) * e, scale=fro(aw))
 
 
 def svd(run):
-    for t in "sdcz":
-        e = eps(t)
-        for label, a in shaped_inputs(run, t):
-            m, n = a.shape
-            k = min(m, n)
-            aw = wide(a)
-            want = np.linalg.svd(aw, compute_uv=False)
-            for values_only in (0, 1):
-                for mode in (0, 1):
-                    with run.case(f"{t}SVDH", f"{label} valuesOnly={values_only} mode={mode}") as c:
-                        r = run.call(f"{t}SVDH", A=a, valuesOnly=values_only, mode=mode)
-                        c.status(r)
-                        S = wide(r["S"])
-                        c.close("singular values", S, want, 20 * max(m, n) * e, scale=want[0])
-                        c.true("non-increasing, non-negative", np.all(np.diff(S) <= 0) and S[-1] >= 0)
-                        U, V = wide(r["U"]), wide(r["V"])
-                        if values_only:
-                            c.shape("U", U, (0, 0))
-                            c.shape("V", V, (0, 0))
-                            continue
-                        c.shape("U", U, (m, k) if mode == 0 else (m, m))
-                        c.shape("V", V, (n, k) if mode == 0 else (n, n))
-                        check_unitary(c, "U", U, 20 * max(m, n) * e)
-                        check_unitary(c, "V", V, 20 * max(m, n) * e)
-                        c.close("A = U S V^H", (U[:, :k] * S) @ V[:, :k].conj().T, aw, 20 * max(m, n) * e)
+    for t, e, label, a, m, n, k in _each_shaped(run):
+        aw = wide(a)
+        want = np.linalg.svd(aw, compute_uv=False)
+        for values_only in (0, 1):
+            for mode in (0, 1):
+                with run.case(f"{t}SVDH", f"{label} valuesOnly={values_only} mode={mode}") as c:
+                    r = run.call(f"{t}SVDH", A=a, valuesOnly=values_only, mode=mode)
+                    c.status(r)
+                    S = wide(r["S"])
+                    c.close("singular values", S, want, 20 * max(m, n) * e, scale=want[0])
+                    c.true("non-increasing, non-negative", np.all(np.diff(S) <= 0) and S[-1] >= 0)
+                    U, V = wide(r["U"]), wide(r["V"])
+                    if values_only:
+                        c.shape("U", U, (0, 0))
+                        c.shape("V", V, (0, 0))
+                        continue
+                    c.shape("U", U, (m, k) if mode == 0 else (m, m))
+                    c.shape("V", V, (n, k) if mode == 0 else (n, n))
+                    check_unitary(c, "U", U, 20 * max(m, n) * e)
+                    check_unitary(c, "V", V, 20 * max(m, n) * e)
+                    c.close("A = U S V^H", (U[:, :k] * S) @ V[:, :k].conj().T, aw, 20 * max(m, n) * e)
 
 
 def _quasi_triangular(c, what, T, real):
@@ -197,12 +196,16 @@ SORT_KEYS = {1: (lambda w: w.real, 1), 2: (lambda w: w.real, -1), 3: (lambda w: 
              4: (lambda w: np.abs(w), -1)}
 
 
-def schur(run):
+def _each_spectrum(run):
+    """Every element type's square inputs with their reference spectrum."""
     for t, e, label, a in per_type(run, square_inputs):
-        real = not is_complex(t)
-        n = a.shape[0]
         aw = wide(a)
         ref, kappa = eigen_conditions(aw)
+        yield t, e, label, a, not is_complex(t), a.shape[0], aw, ref, kappa
+
+
+def schur(run):
+    for t, e, label, a, real, n, aw, ref, kappa in _each_spectrum(run):
         for vectors in (0, 1):
             for order in range(5):
                 with run.case(f"{t}SchurH", f"{label} computeVectors={vectors} sortOrder={order}") as c:
@@ -228,11 +231,7 @@ def schur(run):
 
 
 def eigen(run):
-    for t, e, label, a in per_type(run, square_inputs):
-        real = not is_complex(t)
-        n = a.shape[0]
-        aw = wide(a)
-        ref, kappa = eigen_conditions(aw)
+    for t, e, label, a, real, n, aw, ref, kappa in _each_spectrum(run):
         for option in (0, 1):
             with run.case(f"{t}EigenVH", f"{label} option={option}") as c:
                 r = run.call(f"{t}EigenVH", A=a, option=option)
@@ -285,11 +284,16 @@ def _pencils(run, t):
     return out
 
 
-def gen_eigen(run):
+def _each_pencil(run):
+    """Every element type's pencils with their reference spectrum."""
     for t, e, label, (a, b) in per_type(run, _pencils):
-        n = a.shape[0]
         aw, bw = wide(a), wide(b)
         ref, kappa = eigen_conditions(aw, bw)
+        yield t, e, label, a, b, a.shape[0], aw, bw, ref, kappa
+
+
+def gen_eigen(run):
+    for t, e, label, a, b, n, aw, bw, ref, kappa in _each_pencil(run):
         for option in (0, 1):
             with run.case(f"{t}GenEigenVH", f"{label} option={option}") as c:
                 r = run.call(f"{t}GenEigenVH", A=a, B=b, option=option)
@@ -307,11 +311,8 @@ def gen_eigen(run):
 
 
 def qz(run):
-    for t, e, label, (a, b) in per_type(run, _pencils):
+    for t, e, label, a, b, n, aw, bw, ref, kappa in _each_pencil(run):
         real = not is_complex(t)
-        n = a.shape[0]
-        aw, bw = wide(a), wide(b)
-        ref, kappa = eigen_conditions(aw, bw)
         for vectors in (0, 1):
             with run.case(f"{t}QZH", f"{label} computeVectors={vectors}") as c:
                 r = run.call(f"{t}QZH", A=a, B=b, computeVectors=vectors)

@@ -38,6 +38,14 @@ def square_cases(t):
     return [(1, False), (2, False), (4, False), (40, False), (6, True)]
 
 
+def _each_square_kind():
+    """Every element type, square size and matrix kind of the square exports."""
+    for t in "sdcz":
+        for n, ill in square_cases(t):
+            for kind in range(4):
+                yield t, eps(t), n, ill, kind
+
+
 def _label(n, ill, t):
     return f"{n}x{n}" + (f" cond {ill_cond(t):g}" if ill else "")
 
@@ -51,73 +59,64 @@ def _residual(c, a, x, b, e):
 
 
 def determinant(run):
-    for t in "sdcz":
-        e = eps(t)
-        for n, ill in square_cases(t):
-            for kind in range(4):
-                a, used = typed_matrix(run, t, kind, n, ill)
-                if kind in (LOWER, UPPER):
-                    # the diagonal alone, at every size; kept near 1 in
-                    # magnitude so that 40 factors stay in range
-                    a = (a / (n + 2)).astype(TYPES[t])
-                    want, tol = np.prod(np.diag(wide(a))), 4 * n * e
-                elif n <= 2:
-                    # closed forms that read every element
-                    if kind == POSDEF:
-                        a = used.astype(TYPES[t])
-                    want, tol = np.linalg.det(wide(a)), 20 * e * cond2(a)
-                else:
-                    want, tol = np.linalg.det(used), 20 * n * e * cond2(used)
-                with run.case(f"{t}DeterminantH", f"{_label(n, ill, t)} matrixType={kind}") as c:
-                    r = run.call(f"{t}DeterminantH", A=a, matrixType=kind)
-                    c.status(r)
-                    c.close("determinant", r["determinant"], want, tol)
+    for t, e, n, ill, kind in _each_square_kind():
+        a, used = typed_matrix(run, t, kind, n, ill)
+        if kind in (LOWER, UPPER):
+            # the diagonal alone, at every size; kept near 1 in
+            # magnitude so that 40 factors stay in range
+            a = (a / (n + 2)).astype(TYPES[t])
+            want, tol = np.prod(np.diag(wide(a))), 4 * n * e
+        elif n <= 2:
+            # closed forms that read every element
+            if kind == POSDEF:
+                a = used.astype(TYPES[t])
+            want, tol = np.linalg.det(wide(a)), 20 * e * cond2(a)
+        else:
+            want, tol = np.linalg.det(used), 20 * n * e * cond2(used)
+        with run.case(f"{t}DeterminantH", f"{_label(n, ill, t)} matrixType={kind}") as c:
+            r = run.call(f"{t}DeterminantH", A=a, matrixType=kind)
+            c.status(r)
+            c.close("determinant", r["determinant"], want, tol)
 
 
 def inverse(run):
-    for t in "sdcz":
-        e = eps(t)
-        for n, ill in square_cases(t):
-            for kind in range(4):
-                a, used = typed_matrix(run, t, kind, n, ill)
-                with run.case(f"{t}InvMtrxH", f"{_label(n, ill, t)} matrixType={kind}") as c:
-                    r = run.call(f"{t}InvMtrxH", A=a, matrixType=kind)
-                    c.status(r)
-                    got = wide(r["A"])
-                    c.shape("inverse", got, (n, n))
-                    inv = np.linalg.inv(used)
-                    tol = 20 * n * e * cond2(used)
-                    if kind in (LOWER, UPPER):
-                        mask = np.tril(np.ones((n, n), bool)) if kind == LOWER else np.triu(np.ones((n, n), bool))
-                        c.close("named triangle", np.where(mask, got, 0), inv, tol)
-                        c.exact("other triangle as given", got[~mask], wide(a)[~mask])
-                    else:
-                        c.close("inverse", got, inv, tol)
-                        _residual(c, used, got, np.eye(n), e)
-                        if kind == POSDEF:
-                            c.exact("exactly Hermitian", got, got.conj().T)
+    for t, e, n, ill, kind in _each_square_kind():
+        a, used = typed_matrix(run, t, kind, n, ill)
+        with run.case(f"{t}InvMtrxH", f"{_label(n, ill, t)} matrixType={kind}") as c:
+            r = run.call(f"{t}InvMtrxH", A=a, matrixType=kind)
+            c.status(r)
+            got = wide(r["A"])
+            c.shape("inverse", got, (n, n))
+            inv = np.linalg.inv(used)
+            tol = 20 * n * e * cond2(used)
+            if kind in (LOWER, UPPER):
+                mask = np.tril(np.ones((n, n), bool)) if kind == LOWER else np.triu(np.ones((n, n), bool))
+                c.close("named triangle", np.where(mask, got, 0), inv, tol)
+                c.exact("other triangle as given", got[~mask], wide(a)[~mask])
+            else:
+                c.close("inverse", got, inv, tol)
+                _residual(c, used, got, np.eye(n), e)
+                if kind == POSDEF:
+                    c.exact("exactly Hermitian", got, got.conj().T)
 
 
 def linear_systems(run):
-    for t in "sdcz":
-        e = eps(t)
-        for n, ill in square_cases(t):
-            for kind in range(4):
-                a, used = typed_matrix(run, t, kind, n, ill)
-                tol = 20 * n * e * cond2(used)
-                b = run.rand(t, n)
-                with run.case(f"{t}LinEqH", f"{_label(n, ill, t)} matrixType={kind}") as c:
-                    r = run.call(f"{t}LinEqH", A=a, B=b, matrixType=kind)
-                    c.status(r)
-                    c.close("x", r["X"], np.linalg.solve(used, wide(b)), tol)
-                    _residual(c, used, r["X"], b, e)
-                for k in (1, 3):
-                    bs = run.rand(t, n, k)
-                    with run.case(f"{t}LinEqSetH", f"{_label(n, ill, t)} k={k} matrixType={kind}") as c:
-                        r = run.call(f"{t}LinEqSetH", A=a, B=bs, matrixType=kind)
-                        c.status(r)
-                        c.close("X", r["X"], np.linalg.solve(used, wide(bs)), tol)
-                        _residual(c, used, r["X"], bs, e)
+    for t, e, n, ill, kind in _each_square_kind():
+        a, used = typed_matrix(run, t, kind, n, ill)
+        tol = 20 * n * e * cond2(used)
+        b = run.rand(t, n)
+        with run.case(f"{t}LinEqH", f"{_label(n, ill, t)} matrixType={kind}") as c:
+            r = run.call(f"{t}LinEqH", A=a, B=b, matrixType=kind)
+            c.status(r)
+            c.close("x", r["X"], np.linalg.solve(used, wide(b)), tol)
+            _residual(c, used, r["X"], b, e)
+        for k in (1, 3):
+            bs = run.rand(t, n, k)
+            with run.case(f"{t}LinEqSetH", f"{_label(n, ill, t)} k={k} matrixType={kind}") as c:
+                r = run.call(f"{t}LinEqSetH", A=a, B=bs, matrixType=kind)
+                c.status(r)
+                c.close("X", r["X"], np.linalg.solve(used, wide(bs)), tol)
+                _residual(c, used, r["X"], bs, e)
 
 
 def condition_number(run):

@@ -6,7 +6,7 @@
 #include <cmath>
 #include <limits>
 
-#include "support/host.hpp"
+#include "support/reference.hpp"
 
 namespace {
 
@@ -32,43 +32,23 @@ TARNX_TEST_FACTOR(c, cfloat)
 TARNX_TEST_FACTOR(z, cdouble)
 #undef TARNX_TEST_FACTOR
 
-// A row-major matrix in complex float64, the reference arithmetic.
+// A row-major matrix in complex float64 with its size, over the tests'
+// reference arithmetic.
 struct Dense {
   int r, c;
   std::vector<Z> a;
   Dense(int rows, int cols) : r(rows), c(cols), a(static_cast<std::size_t>(rows) * cols) {}
+  Dense(int rows, int cols, std::vector<Z> values) : r(rows), c(cols), a(std::move(values)) {}
   Z& operator()(int i, int j) { return a[static_cast<std::size_t>(i) * c + j]; }
   Z operator()(int i, int j) const { return a[static_cast<std::size_t>(i) * c + j]; }
 };
-template <class T> Dense dense(int r, int c, const std::vector<T>& v) {
-  Dense d(r, c);
-  std::transform(v.begin(), v.end(), d.a.begin(), [](T x) { return Z(x); });
-  return d;
-}
+template <class T> Dense dense(int r, int c, const std::vector<T>& v) { return Dense(r, c, widen_to<Z>(v)); }
 template <class T> Dense dense(H h) { return dense(rows(h), cols(h), matrix_values<T>(h)); }
-Dense operator*(const Dense& x, const Dense& y) {
-  Dense out(x.r, y.c);
-  for (int i = 0; i < x.r; ++i)
-    for (int l = 0; l < x.c; ++l)
-      if (const Z xil = x(i, l); xil != 0.0)  // triangles and permutations are mostly zero
-        for (int j = 0; j < y.c; ++j) out(i, j) += xil * y(l, j);
-  return out;
-}
-Dense adjoint(const Dense& x) {
-  Dense out(x.c, x.r);
-  for (int i = 0; i < x.r; ++i)
-    for (int j = 0; j < x.c; ++j) out(j, i) = std::conj(x(i, j));
-  return out;
-}
-double norm(const Dense& x) {
-  double sum = 0;
-  for (Z v : x.a) sum += std::norm(v);
-  return std::sqrt(sum);
-}
-double distance(const Dense& x, Dense y) {
-  if (x.r != y.r || x.c != y.c) return INFINITY;
-  for (std::size_t i = 0; i < y.a.size(); ++i) y.a[i] -= x.a[i];
-  return norm(y);
+Dense operator*(const Dense& x, const Dense& y) { return Dense(x.r, y.c, multiply(x.a, y.a, x.r, x.c, y.c)); }
+Dense adjoint(const Dense& x) { return Dense(x.c, x.r, test::adjoint(x.a, x.r, x.c)); }
+double norm(const Dense& x) { return frobenius(x.a); }
+double distance(const Dense& x, const Dense& y) {
+  return x.r == y.r && x.c == y.c ? test::distance(x.a, y.a) : INFINITY;
 }
 // ||Q^H Q - I||: zero for orthonormal columns.
 double orthogonality_error(const Dense& q) {
@@ -84,6 +64,18 @@ template <class T> class FactorizationsTest : public ::testing::Test {
   H e() { return host.empty(); }
   H random(int m, int n, unsigned seed) {
     return host.template matrix<T>(m, n, random_values<T>(static_cast<std::size_t>(m) * n, seed));
+  }
+  // A random m x n input: its handle, its values as passed, and the same
+  // values in the reference arithmetic.
+  struct Input {
+    H a;
+    std::vector<T> before;
+    Dense A;
+  };
+  Input random_input(int m, int n, unsigned seed) {
+    H a = random(m, n, seed);
+    std::vector<T> before = matrix_values<T>(a);
+    return {a, before, dense(m, n, before)};
   }
   // A small multiple of n epsilon: what a backward-stable factorization of an
   // order-n problem may leave behind.
@@ -154,9 +146,7 @@ TYPED_TEST(FactorizationsTest, SvdResidualsAndOrthogonality) {
   unsigned seed = 10;
   for (auto [m, n] : kShapes) {
     const int k = std::min(m, n);
-    H a = this->random(m, n, ++seed);
-    const auto a_before = matrix_values<T>(a);
-    const Dense A = dense(m, n, a_before);
+    const auto [a, a_before, A] = this->random_input(m, n, ++seed);
     for (int mode : {0, 1}) {
       SCOPED_TRACE(::testing::Message() << m << " x " << n << " mode " << mode);
       H u = this->e(), s = this->e(), v = this->e(), w = this->e(), rw = this->e(), iw = this->e();
@@ -402,9 +392,7 @@ TYPED_TEST(FactorizationsTest, QrFactorsEveryShapeInEveryMode) {
   unsigned seed = 80;
   for (auto [m, n] : kShapes) {
     const int k = std::min(m, n);
-    H a = this->random(m, n, ++seed);
-    const auto a_before = matrix_values<T>(a);
-    const Dense A = dense(m, n, a_before);
+    const auto [a, a_before, A] = this->random_input(m, n, ++seed);
     for (int pivoting : {0, 1})
       for (int mode : {0, 1, 2}) {
         SCOPED_TRACE(::testing::Message() << m << " x " << n << " pivoting " << pivoting << " mode " << mode);

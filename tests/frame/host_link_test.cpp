@@ -110,21 +110,21 @@ TEST(HostLinkProcess, ZwffrtIsTheLastResort) {
   EXPECT_EQ(v["zwffrt_resizes"], "1") << r.output;
 }
 
-TEST(HostLinkProcess, NoHostEndsTheProcessWithItsMessage) {
-  auto r = run_process(quote(TARNX_PROBE) + " nohost " + quote(library()));
+// Runs the probe in `mode`, which must end the process with exit code 1 and
+// the fatal `message`, never returning from the call.
+void expect_fatal(const char* mode, const std::string& message) {
+  auto r = run_process(quote(TARNX_PROBE) + " " + mode + " " + quote(library()));
   EXPECT_EQ(r.exit_code, 1);
-  EXPECT_NE(r.output.find("Fatal Error: ZANWELLV.LIB was not called from a Zanwell process.\n"),
-            std::string::npos)
-      << r.output;
+  EXPECT_NE(r.output.find("Fatal Error: ZANWELLV.LIB " + message + "\n"), std::string::npos) << r.output;
   EXPECT_EQ(r.output.find("status="), std::string::npos) << "the call must not return";
 }
 
+TEST(HostLinkProcess, NoHostEndsTheProcessWithItsMessage) {
+  expect_fatal("nohost", "was not called from a Zanwell process.");
+}
+
 TEST(HostLinkProcess, HostWithoutTheFunctionNamesIt) {
-  auto r = run_process(quote(TARNX_PROBE) + " missing " + quote(library()));
-  EXPECT_EQ(r.exit_code, 1);
-  EXPECT_NE(r.output.find("Fatal Error: ZANWELLV.LIB could not locate \"NumericArrayResize\".\n"),
-            std::string::npos)
-      << r.output;
+  expect_fatal("missing", "could not locate \"NumericArrayResize\".");
 }
 
 }  // namespace

@@ -28,10 +28,8 @@ template <class T> class ExtremeSpectraTest : public ::testing::Test {
                            host.empty(), host.empty());
   }
   int32_t log(int32_t n, const std::vector<T>& a) {
-    constexpr auto fn = std::is_same_v<T, float> ? sMtrxLnH : std::is_same_v<T, double> ? dMtrxLnH
-                        : std::is_same_v<T, cfloat> ? cMtrxLnH : zMtrxLnH;
-    return fn(host.matrix<T>(n, n, a), x, host.empty(), host.empty(), host.empty(), host.empty(),
-              host.empty());
+    return MatFun<T>::log(host.matrix<T>(n, n, a), x, host.empty(), host.empty(), host.empty(),
+                          host.empty(), host.empty());
   }
   WideMatrix result() {
     const std::vector<C> v = matrix_values<C>(x);

@@ -25,11 +25,9 @@ template <class T> class LogarithmTest : public ::testing::Test {
 
   // `null_scratch` k (1 to 5) passes the k-th scratch handle as null.
   int32_t call(ZwArrayHandle a, int null_scratch = 0) {
-    constexpr auto fn = std::is_same_v<T, float> ? sMtrxLnH : std::is_same_v<T, double> ? dMtrxLnH
-                        : std::is_same_v<T, cfloat> ? cMtrxLnH : zMtrxLnH;
     ZwArrayHandle h[5] = {scale, work, balance, schur1, schur2};
     if (null_scratch > 0) h[null_scratch - 1] = nullptr;
-    const int32_t status = fn(a, x, h[0], h[1], h[2], h[3], h[4]);
+    const int32_t status = MatFun<T>::log(a, x, h[0], h[1], h[2], h[3], h[4]);
     EXPECT_EQ(length(scale) + length(work) + length(balance) + length(schur1) + length(schur2), 0);
     return status;
   }

@@ -20,28 +20,6 @@ TARNX_TEST_COND(c, cfloat)
 TARNX_TEST_COND(z, cdouble)
 #undef TARNX_TEST_COND
 
-using Dense = std::vector<wide>;
-
-// Gauss-Jordan with partial pivoting.
-Dense reference_inverse(Dense a, int n) {
-  Dense x(n * n);
-  for (int i = 0; i < n; ++i) x[i * n + i] = 1;
-  for (int c = 0; c < n; ++c) {
-    int p = c;
-    for (int i = c + 1; i < n; ++i)
-      if (std::abs(a[i * n + c]) > std::abs(a[p * n + c])) p = i;
-    for (int j = 0; j < n; ++j) std::swap(a[c * n + j], a[p * n + j]), std::swap(x[c * n + j], x[p * n + j]);
-    const wide d = a[c * n + c];
-    for (int j = 0; j < n; ++j) a[c * n + j] /= d, x[c * n + j] /= d;
-    for (int i = 0; i < n; ++i) {
-      if (i == c) continue;
-      const wide f = a[i * n + c];
-      for (int j = 0; j < n; ++j) a[i * n + j] -= f * a[c * n + j], x[i * n + j] -= f * x[c * n + j];
-    }
-  }
-  return x;
-}
-
 double reference_norm(const Dense& a, int n, int type) {
   double best = 0, squares = 0;
   for (int i = 0; i < n; ++i) {
@@ -67,28 +45,23 @@ void reflect_rows(Dense& a, int r, int c, const Dense& w) {
   }
 }
 
-template <class T> class ConditionNumberTest : public ::testing::Test {
+template <class T> class ConditionNumberTest : public SingularValueFixture<T> {
  protected:
   using R = RealOf<T>;
-  Host host;
-  ZwArrayHandle values = host.vector<R>({R(1)});
-  ZwArrayHandle copy = host.vector<T>({T(2)});
-  ZwArrayHandle work = host.vector<T>({T(3)});
-  ZwArrayHandle real_work = host.vector<double>({4});
-  ZwArrayHandle int_work = host.vector<int32_t>({5});
-  ZwArrayHandle inverse_work = host.vector<T>({T(6)});
-  ZwArrayHandle pivots = host.vector<int32_t>({7});
+  ZwArrayHandle copy = this->host.template vector<T>({T(2)});
+  ZwArrayHandle inverse_work = this->host.template vector<T>({T(6)});
+  ZwArrayHandle pivots = this->host.template vector<int32_t>({7});
 
   R cond(int m, int n, const std::vector<T>& a, int32_t type, int32_t want = 0) {
-    ZwArrayHandle h = host.matrix<T>(m, n, a);
+    ZwArrayHandle h = this->host.template matrix<T>(m, n, a);
     R r = 0;
-    const ZwArrayHandle kernel_handles[] = {work, real_work, int_work, inverse_work, pivots};
+    const ZwArrayHandle kernel_handles[] = {this->work, this->real_work, this->int_work, inverse_work, pivots};
     int32_t passed[5];
     for (int i = 0; i < 5; ++i) passed[i] = length(kernel_handles[i]);
-    EXPECT_EQ(Cond<T>::call(h, type, &r, values, copy, work, real_work, int_work, inverse_work,
-                            pivots), want);
+    EXPECT_EQ(Cond<T>::call(h, type, &r, this->values, copy, this->work, this->real_work, this->int_work,
+                            inverse_work, pivots), want);
     EXPECT_TRUE(same_values(matrix_values<T>(h), a));  // never modified
-    for (ZwArrayHandle s : {values, copy}) EXPECT_EQ(length(s), 0);
+    for (ZwArrayHandle s : {this->values, copy}) EXPECT_EQ(length(s), 0);
     // The kernels' handles are emptied by the kernel that uses them: the
     // singular values' three for the 2-norm (the real workspace only by the
     // complex types), the inverse's two for the others. A call that fails
@@ -114,7 +87,7 @@ TYPED_TEST(ConditionNumberTest, MatchesReferencesInEveryNorm) {
   const double tol = 200 * epsilon<T>();
   for (int n : {1, 2, 5, 30}) {
     const auto a = random_values<T>(n * n, 80 + n);
-    const Dense wa(a.begin(), a.end()), inverse = reference_inverse(wa, n);
+    const Dense wa(a.begin(), a.end()), inverse = inverse_of(wa, n);
     for (int type : {1, 2, 3}) {
       const double want = reference_norm(wa, n, type) * reference_norm(inverse, n, type);
       EXPECT_NEAR(this->cond(n, n, a, type), want, tol * want * n) << n << " type " << type;

@@ -19,68 +19,14 @@ TARNX_TEST_LSQ(c, cfloat)
 TARNX_TEST_LSQ(z, cdouble)
 #undef TARNX_TEST_LSQ
 
-using Dense = std::vector<wide>;
-
-// Row-major r x c times c x q, optionally with the first factor's
-// conjugate transpose (then it is stored c x r).
-Dense multiply(const Dense& x, const Dense& y, int r, int c, int q, bool adjoint_x = false) {
-  Dense z(static_cast<std::size_t>(r) * q);
-  for (int i = 0; i < r; ++i)
-    for (int l = 0; l < c; ++l) {
-      const wide f = adjoint_x ? std::conj(x[l * r + i]) : x[i * c + l];
-      for (int j = 0; j < q; ++j) z[i * q + j] += f * y[l * q + j];
-    }
-  return z;
-}
-
-// Solves the r x r system M Z = Y (Y r x q) by Gauss-Jordan with pivoting.
-Dense solve(Dense m, int r, Dense y, int q) {
-  for (int c = 0; c < r; ++c) {
-    int p = c;
-    for (int i = c + 1; i < r; ++i)
-      if (std::abs(m[i * r + c]) > std::abs(m[p * r + c])) p = i;
-    for (int j = 0; j < r; ++j) std::swap(m[c * r + j], m[p * r + j]);
-    for (int j = 0; j < q; ++j) std::swap(y[c * q + j], y[p * q + j]);
-    for (int i = 0; i < r; ++i) {
-      if (i == c) continue;
-      const wide f = m[i * r + c] / m[c * r + c];
-      for (int j = 0; j < r; ++j) m[i * r + j] -= f * m[c * r + j];
-      for (int j = 0; j < q; ++j) y[i * q + j] -= f * y[c * q + j];
-    }
-  }
-  for (int i = 0; i < r; ++i)
-    for (int j = 0; j < q; ++j) y[i * q + j] /= m[i * r + i];
-  return y;
-}
-
 Dense minimum_norm_solution(const Dense& l, const Dense& f, const Dense& b, int m, int n, int r, int k) {
   const Dense lb = multiply(l, b, r, m, k, true);
-  const Dense z = solve(multiply(l, l, r, m, r, true), r, lb, k);
+  const Dense z = gauss_jordan_solve(multiply(l, l, r, m, r, true), r, lb, k);
   Dense fft(r * r);
   for (int i = 0; i < r; ++i)
     for (int j = 0; j < r; ++j)
       for (int c = 0; c < n; ++c) fft[i * r + j] += f[i * n + c] * std::conj(f[j * n + c]);
-  return multiply(f, solve(fft, r, z, k), n, r, k, true);
-}
-
-double frobenius(const Dense& x) {
-  double s = 0;
-  for (const wide& v : x) s += std::norm(v);
-  return std::sqrt(s);
-}
-double distance(const Dense& x, const Dense& y) {
-  double s = 0;
-  for (std::size_t i = 0; i < x.size(); ++i) s += std::norm(x[i] - y[i]);
-  return std::sqrt(s);
-}
-template <class T> Dense widen(const std::vector<T>& v) { return Dense(v.begin(), v.end()); }
-template <class T> std::vector<T> narrow(const Dense& v) {
-  std::vector<T> out;
-  for (const wide& w : v) {
-    if constexpr (is_complex<T>) out.push_back(T(w));
-    else out.push_back(T(w.real()));
-  }
-  return out;
+  return multiply(f, gauss_jordan_solve(fft, r, z, k), n, r, k, true);
 }
 
 template <class T> class LeastSquaresTest : public ::testing::Test {

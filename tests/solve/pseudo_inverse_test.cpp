@@ -19,38 +19,9 @@ TARNX_TEST_PINV(c, cfloat)
 TARNX_TEST_PINV(z, cdouble)
 #undef TARNX_TEST_PINV
 
-using Dense = std::vector<wide>;
-
-// Row-major r x c times c x q, in double precision.
-Dense multiply(const Dense& x, const Dense& y, int r, int c, int q) {
-  Dense z(static_cast<std::size_t>(r) * q);
-  for (int i = 0; i < r; ++i)
-    for (int l = 0; l < c; ++l)
-      for (int j = 0; j < q; ++j) z[i * q + j] += x[i * c + l] * y[l * q + j];
-  return z;
-}
-
-double frobenius(const Dense& x) {
-  double s = 0;
-  for (const wide& v : x) s += std::norm(v);
-  return std::sqrt(s);
-}
-
-double distance(const Dense& x, const Dense& y) {
-  Dense d(x.size());
-  for (std::size_t i = 0; i < x.size(); ++i) d[i] = x[i] - y[i];
-  return frobenius(d);
-}
-
 // Distance of the r x r matrix x from its conjugate transpose.
-double asymmetry(const Dense& x, int r) {
-  Dense t(x.size());
-  for (int i = 0; i < r; ++i)
-    for (int j = 0; j < r; ++j) t[i * r + j] = std::conj(x[j * r + i]);
-  return distance(x, t);
-}
+double asymmetry(const Dense& x, int r) { return distance(x, adjoint(x, r, r)); }
 
-template <class T> Dense widen(const std::vector<T>& v) { return Dense(v.begin(), v.end()); }
 template <class T> T narrow(wide v) {
   if constexpr (is_complex<T>) return T(v);
   else return T(v.real());

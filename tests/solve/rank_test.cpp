@@ -19,22 +19,17 @@ TARNX_TEST_RANK(c, cfloat)
 TARNX_TEST_RANK(z, cdouble)
 #undef TARNX_TEST_RANK
 
-template <class T> class RankTest : public ::testing::Test {
+template <class T> class RankTest : public SingularValueFixture<T> {
  protected:
   using R = RealOf<T>;
-  Host host;
-  ZwArrayHandle values = host.vector<R>({R(1)});
-  ZwArrayHandle work = host.vector<T>({T(3)});
-  ZwArrayHandle real_work = host.vector<double>({4});
-  ZwArrayHandle int_work = host.vector<int32_t>({5});
 
   int32_t rank(int m, int n, const std::vector<T>& a, R tol, int32_t want = 0) {
-    ZwArrayHandle h = host.matrix<T>(m, n, a);
+    ZwArrayHandle h = this->host.template matrix<T>(m, n, a);
     int32_t r = 99;
-    EXPECT_EQ(RankOf<T>::call(h, tol, &r, values, work, real_work, int_work), want);
+    EXPECT_EQ(RankOf<T>::call(h, tol, &r, this->values, this->work, this->real_work, this->int_work), want);
     EXPECT_EQ(rows(h), m);  // the matrix is only read
-    for (ZwArrayHandle s : {values, work, int_work}) EXPECT_EQ(length(s), 0);
-    expect_kernel_real_work_settled<T>(real_work, 1);
+    for (ZwArrayHandle s : {this->values, this->work, this->int_work}) EXPECT_EQ(length(s), 0);
+    expect_kernel_real_work_settled<T>(this->real_work, 1);
     if (want < 0) {
       EXPECT_EQ(r, -1);
     }

@@ -7,7 +7,7 @@
 #include <limits>
 #include <numeric>
 
-#include "support/host.hpp"
+#include "support/reference.hpp"
 
 namespace test {
 
@@ -28,6 +28,8 @@ TARNX_TEST_SOLVE(z, cdouble)
 enum : int32_t { kGeneral = 0, kPositiveDefinite = 1, kLower = 2, kUpper = 3 };
 
 using wide = std::complex<double>;
+using Dense = std::vector<wide>;
+template <class T> Dense widen(const std::vector<T>& v) { return widen_to<wide>(v); }
 template <class T> T conj_of(T v) {
   if constexpr (is_complex<T>) return std::conj(v);
   else return v;
@@ -47,6 +49,18 @@ template <class T> class SolveFixture : public ::testing::Test {
     EXPECT_EQ(length(work), 0);
     EXPECT_EQ(length(pivots), 0);
   }
+};
+
+// The singular values' scratch handles, shared by the rank and the 2-norm
+// condition number; they arrive non-empty, so that emptying them is seen.
+template <class T> class SingularValueFixture : public ::testing::Test {
+ protected:
+  using R = RealOf<T>;
+  Host host;
+  ZwArrayHandle values = host.vector<R>({R(1)});
+  ZwArrayHandle work = host.vector<T>({T(3)});
+  ZwArrayHandle real_work = host.vector<double>({4});
+  ZwArrayHandle int_work = host.vector<int32_t>({5});
 };
 
 // M M^H / n + I, Hermitian positive definite. With `upper_noise` its strict
