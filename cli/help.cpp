@@ -145,21 +145,6 @@ std::string kind_text(arg::Desc k) {
   return s;
 }
 
-const char* role_text(arg::Role r) {
-  switch (r) {
-    case arg::Role::In: return "read only";
-    case arg::Role::Out: return "written; emptied on failure";
-    case arg::Role::InOut: return "read, then replaced by the result; emptied on failure";
-    case arg::Role::Scratch: return "workspace the library sizes and empties; NAME=null passes none";
-    case arg::Role::PathScratch:
-      return "workspace only some paths use, emptied by those, else left as passed; NAME=null passes none";
-    case arg::Role::Value: return "scalar by value";
-    case arg::Role::Ref: return "scalar read through a pointer";
-    case arg::Role::Result: return "scalar written through a pointer; NaN on failure";
-    case arg::Role::Update: return "scalar read, then written through a pointer";
-  }
-  return "";
-}
 
 }  // namespace
 
@@ -184,7 +169,7 @@ std::string signature(const ExportInfo& e) {
 std::string export_help(const ExportInfo& e) {
   std::string out = signature(e) + "\n\narguments:\n";
   for (const ExportArg& a : e.args) {
-    out += "  " + std::string(a.name) + ": " + kind_text(a.kind) + " - " + role_text(a.kind.role) + "\n";
+    out += "  " + std::string(a.name) + ": " + kind_text(a.kind) + " - " + role_meaning(a.kind.role) + "\n";
     const Note* n = is_scratch(a.kind.role) ? nullptr : find_note(e.name, a.name);
     if (n != nullptr) {
       out += "      " + std::string(n->values) + "\n";

@@ -84,20 +84,32 @@ const ExportInfo* find_export(std::string_view name) {
   return nullptr;
 }
 
-const char* role_name(arg::Role role) {
+namespace {
+// What each role is called in a signature, and what it means to a caller.
+struct RoleWords {
+  const char* name;
+  const char* meaning;
+};
+RoleWords role_words(arg::Role role) {
   switch (role) {
-    case arg::Role::In: return "in";
-    case arg::Role::Out: return "out";
-    case arg::Role::InOut: return "inout";
-    case arg::Role::Scratch: return "scratch";
-    case arg::Role::PathScratch: return "scratch";  // the same to a caller: workspace it may pass null
-    case arg::Role::Value: return "value";
-    case arg::Role::Ref: return "ref";
-    case arg::Role::Result: return "result";
-    case arg::Role::Update: return "update";
+    case arg::Role::In: return {"in", "read only"};
+    case arg::Role::Out: return {"out", "written; emptied on failure"};
+    case arg::Role::InOut: return {"inout", "read, then replaced by the result; emptied on failure"};
+    case arg::Role::Scratch: return {"scratch", "workspace the library sizes and empties; NAME=null passes none"};
+    // The same to a caller as any workspace: a handle it may pass null.
+    case arg::Role::PathScratch:
+      return {"scratch", "workspace only some paths use, emptied by those, else left as passed; NAME=null passes none"};
+    case arg::Role::Value: return {"value", "scalar by value"};
+    case arg::Role::Ref: return {"ref", "scalar read through a pointer"};
+    case arg::Role::Result: return {"result", "scalar written through a pointer; NaN on failure"};
+    case arg::Role::Update: return {"update", "scalar read, then written through a pointer"};
   }
-  return "?";
+  return {"?", "?"};
 }
+}  // namespace
+
+const char* role_name(arg::Role role) { return role_words(role).name; }
+const char* role_meaning(arg::Role role) { return role_words(role).meaning; }
 
 const char* elem_name(arg::Elem elem) {
   switch (elem) {

@@ -37,6 +37,8 @@ std::span<const ExportInfo> export_table();
 const ExportInfo* find_export(std::string_view name);
 
 const char* role_name(arg::Role role);
+// What a role means to a caller, in a few words.
+const char* role_meaning(arg::Role role);
 const char* elem_name(arg::Elem elem);
 
 }  // namespace tarnx

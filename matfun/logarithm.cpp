@@ -215,16 +215,11 @@ int32_t matrix_logarithm(C* x, int32_t n, Handle scale_factors, Handle workspace
 template <class T>
 int32_t MatrixLogarithmFront(Handle a, Handle x, Handle scale_factors, Handle workspace,
                              Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
-  using C = ComplexOf<T>;
-  const int32_t n = rows(a);
-  if (n < 1) return EmptyInput;
-  if (cols(a) != n) return NotSquare;
-  C* out = nullptr;
-  if (ResizeMatrix<C>(x, n, n, &out) != Ok) return OutOfMemory;
-  const T* in = matrix_data<T>(a);
-  std::copy(in, in + static_cast<std::size_t>(n) * n, out);
+  ComplexOf<T>* out = nullptr;
+  int32_t n = 0;
+  if (int32_t status = widen_square_into<T>(a, x, &out, &n); status != Ok) return status;
   // A negative status empties X at the export boundary.
-  return matrix_logarithm<C>(out, n, scale_factors, workspace, balance_workspace, schur_work,
+  return matrix_logarithm<ComplexOf<T>>(out, n, scale_factors, workspace, balance_workspace, schur_work,
                             schur_real_work);
 }
 

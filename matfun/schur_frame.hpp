@@ -14,6 +14,25 @@
 
 namespace tarnx {
 
+// What the fronts of the square root and the logarithm share: A square and
+// not empty, X sized to n x n complex elements (the resize's size guard
+// refuses an n past 32768, whose n^2 would not fit a 32-bit count), and A
+// copied into X, widened to complex for the real types.
+template <class T> int32_t widen_square_into(Handle a, Handle x, ComplexOf<T>** out, int32_t* n_out) {
+  using C = ComplexOf<T>;
+  const int32_t n = rows(a);
+  if (n < 1) return EmptyInput;
+  if (cols(a) != n) return NotSquare;
+  C* data = nullptr;
+  if (ResizeMatrix<C>(x, n, n, &data) != Ok) return OutOfMemory;
+  const T* in = matrix_data<T>(a);
+  const std::size_t nn = static_cast<std::size_t>(n) * n;
+  for (std::size_t i = 0; i < nn; ++i) data[i] = C(in[i]);
+  *out = data;
+  *n_out = n;
+  return Ok;
+}
+
 template <class C> struct SchurFrame {
   using R = RealOf<C>;
   C* q = nullptr;            // the unitary Schur vectors

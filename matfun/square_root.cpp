@@ -47,17 +47,9 @@ int32_t matrix_square_root(C* x, int32_t n, Handle scale_factors, Handle workspa
 template <class T>
 int32_t MatrixSquareRootFront(Handle a, Handle x, Handle scale_factors, Handle workspace,
                               Handle balance_workspace, Handle schur_work, Handle schur_real_work) {
-  using C = ComplexOf<T>;
-  const int32_t n = rows(a);
-  if (n < 1) return EmptyInput;
-  if (cols(a) != n) return NotSquare;
-  // n x n complex elements must be countable in 32 bits.
-  if (2 * size_bits(n) >= 31) return OutOfMemory;
-  C* out = nullptr;
-  if (ResizeMatrix<C>(x, n, n, &out) != Ok) return OutOfMemory;
-  const T* in = matrix_data<T>(a);
-  const std::size_t nn = static_cast<std::size_t>(n) * n;
-  for (std::size_t i = 0; i < nn; ++i) out[i] = C(in[i]);
+  ComplexOf<T>* out = nullptr;
+  int32_t n = 0;
+  if (int32_t status = widen_square_into<T>(a, x, &out, &n); status != Ok) return status;
   // A failure leaves X emptied by the export.
   return matrix_square_root(out, n, scale_factors, workspace, balance_workspace, schur_work,
                           schur_real_work);
