@@ -29,7 +29,7 @@ std::string library_path(const std::string& option) {
   if (!option.empty()) return option;
   std::string from_env = os::env("TARNX_LIB");
   if (!from_env.empty()) return from_env;
-  return (std::filesystem::path(os::executable_dir()) / "../lib/TARNX_LINALG.so").lexically_normal().string();
+  return (std::filesystem::path(os::executable_dir()) / os::kDefaultLibrary).lexically_normal().string();
 }
 
 Library load_library(const std::string& path) {

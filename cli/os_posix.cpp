@@ -13,6 +13,8 @@
 
 namespace tarnx::cli::os {
 
+const char* const kDefaultLibrary = "../lib/TARNX_LINALG.so";
+
 std::string executable_dir() {
   char path[4096];
   const ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);
