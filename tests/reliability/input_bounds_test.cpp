@@ -2,14 +2,12 @@
 // byte further: each input block is placed so that it ends exactly where an
 // inaccessible page begins, as a host block at the end of a heap region can.
 // A read past the end then faults instead of passing unnoticed.
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstring>
 #include <memory>
 
 #include "support/export_calls.hpp"
+#include "support/test_os.hpp"
 
 namespace {
 
@@ -24,18 +22,16 @@ using tarnx::arg::Shape;
 class FencedBlock {
  public:
   FencedBlock(ZwArrayHandle source, std::size_t bytes) {
-    const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    const std::size_t page = os::page_size();
     pages_ = (bytes + page - 1) / page + 1;
-    base_ = static_cast<char*>(mmap(nullptr, pages_ * page, PROT_READ | PROT_WRITE,
-                                    MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    EXPECT_NE(base_, MAP_FAILED);
+    base_ = os::allocate_pages(pages_);
+    EXPECT_NE(base_, nullptr);
     char* fence = base_ + (pages_ - 1) * page;
-    EXPECT_EQ(mprotect(fence, page, PROT_NONE), 0);
+    EXPECT_TRUE(os::fence_page(fence));
     block_ = fence - bytes;
     std::memcpy(block_, *source, bytes);
-    page_ = page;
   }
-  ~FencedBlock() { munmap(base_, pages_ * page_); }
+  ~FencedBlock() { os::free_pages(base_, pages_); }
   FencedBlock(const FencedBlock&) = delete;
   FencedBlock& operator=(const FencedBlock&) = delete;
   ZwArrayHandle handle() { return reinterpret_cast<ZwArrayHandle>(&block_); }
@@ -43,7 +39,7 @@ class FencedBlock {
  private:
   char* base_ = nullptr;
   void* block_ = nullptr;
-  std::size_t pages_ = 0, page_ = 0;
+  std::size_t pages_ = 0;
 };
 
 std::size_t block_bytes(ZwArrayHandle h, Shape shape, Elem elem) {

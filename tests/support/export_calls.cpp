@@ -1,6 +1,5 @@
 #include "support/export_calls.hpp"
-
-#include <dlfcn.h>
+#include "support/test_os.hpp"
 
 #include <cmath>
 #include <cstring>
@@ -98,7 +97,7 @@ bool all_nan(const void* p, Elem elem) {
 }  // namespace
 
 void* library_handle() {
-  static void* lib = dlopen("TARNX_LINALG.so", RTLD_NOW | RTLD_NOLOAD);
+  static void* lib = os::loaded_library(os::kLibraryFile);
   return lib;
 }
 
@@ -119,7 +118,7 @@ std::vector<unsigned char> vector_bytes(ZwArrayHandle h, Elem elem) {
 }
 
 PreparedCall::PreparedCall(const tarnx::ExportInfo& info, Host& host, int n)
-    : info_(&info), address_(dlsym(library_handle(), std::string(info.name).c_str())) {
+    : info_(&info), address_(os::symbol(library_handle(), std::string(info.name).c_str())) {
   slots_.resize(info.args.size());
   scalars_.resize(info.args.size());
   passed_.resize(info.args.size());
