@@ -68,12 +68,12 @@ TEST(HostLink, RuntimeModuleOverridesTheSearchAndIsResolvedAgainOnChange) {
 
 TEST(HostLink, ThreadSlotServesEachThreadItsOwnModule) {
   FakeHost fake;
-  pthread_key_t key;
-  ASSERT_EQ(pthread_key_create(&key, nullptr), 0);
-  SetZWRTTLSIndex(static_cast<uint32_t>(key));
+  const uint32_t key = os::new_thread_key();
+  ASSERT_NE(key, 0xFFFFFFFFu);
+  SetZWRTTLSIndex(key);
   Served with_slot{}, without_slot{};
   std::thread([&] {
-    pthread_setspecific(key, fake.module);
+    os::set_thread_value(key, fake.module);
     with_slot = product_served(fake, fake.output());
   }).join();
   // A thread whose slot is null falls through to the search (zwrt.so).
@@ -82,7 +82,7 @@ TEST(HostLink, ThreadSlotServesEachThreadItsOwnModule) {
     without_slot = product_served(fake, host.empty());
   }).join();
   SetZWRTTLSIndex(0xFFFFFFFFu);
-  pthread_key_delete(key);
+  os::delete_thread_key(key);
   EXPECT_EQ(with_slot.fake, 1);
   EXPECT_EQ(with_slot.zwrt, 0);
   EXPECT_EQ(without_slot.fake, 0);

@@ -5,11 +5,14 @@
 //   probe missing LIB     call with a host module that lacks NumericArrayResize
 //   probe zwffrt LIB DIR  call with only DIR/zwffrt.so loaded as host
 //   probe main LIB ZWRT   call from a main program that exports the host
+//   probe threads LIB     load, then start and end three threads; a core
+//                         that counts its per-thread releases reports them
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
 
 #include "support/test_os.hpp"
 
@@ -60,7 +63,11 @@ int main(int argc, char** argv) {
     print_env("before");
     void* lib = test::os::open_library(argv[2]);
     std::printf("loaded=%d\n", lib != nullptr);
-    if (lib == nullptr) return 3;
+    if (lib == nullptr) {
+      std::printf("load_error=%s\n", test::os::load_error().c_str());
+      print_env("after");
+      return 3;
+    }
     print_env("during");
     call_product(lib);
     test::os::close_library(lib);
@@ -91,6 +98,12 @@ int main(int argc, char** argv) {
     std::printf("main_resizes=%ld\n", FakeHostResizeCount());
     std::printf("zwrt_resizes=%ld\n",
                 static_cast<long>(reinterpret_cast<Count>(test::os::symbol(zwrt, "ZwrtResizeCount"))()));
+  } else if (mode == "threads") {
+    for (int i = 0; i < 3; ++i) std::thread([] {}).join();
+    void* core = test::os::loaded_library((std::string("tarnx_core_140000") + test::os::kModuleSuffix).c_str());
+    using Count = long (*)();
+    auto count = reinterpret_cast<Count>(core != nullptr ? test::os::symbol(core, "CountingCoreFrees") : nullptr);
+    std::printf("thread_frees=%ld\n", count != nullptr ? count() : -1L);
   }
   return 0;
 }

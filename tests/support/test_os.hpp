@@ -16,6 +16,8 @@ extern const char* const kForeignModule;
 
 // Loads a module by path, with its own directory searched for what it needs.
 void* open_library(const std::string& path);
+// Why the last open_library failed, as the system tells it.
+std::string load_error();
 // A module already loaded under `name`; never loads it.
 void* loaded_library(const char* name);
 void* symbol(void* library, const char* name);

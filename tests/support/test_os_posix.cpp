@@ -17,6 +17,10 @@ const char* const kModuleSuffix = ".so";
 const char* const kForeignModule = "libm.so.6";
 
 void* open_library(const std::string& path) { return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL); }
+std::string load_error() {
+  const char* why = dlerror();
+  return why != nullptr ? why : "";
+}
 void* loaded_library(const char* name) { return dlopen(name, RTLD_NOW | RTLD_NOLOAD); }
 void* symbol(void* library, const char* name) { return dlsym(library, name); }
 void close_library(void* library) { dlclose(library); }

@@ -19,14 +19,16 @@ void* open_library(const std::string& path) {
     if (c == L'/') c = L'\\';
   return LoadLibraryExW(wide.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
 }
-void* loaded_library(const char* name) { return GetModuleHandleA(name); }
+std::string load_error() { return std::to_string(GetLastError()); }
+// A reference of its own, as dlopen's, so that close_library is the same everywhere.
+void* loaded_library(const char* name) {
+  HMODULE module = nullptr;
+  return GetModuleHandleExA(0, name, &module) ? module : nullptr;
+}
 void* symbol(void* library, const char* name) {
   return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
 }
-// A module found with loaded_library holds no reference of ours.
-void close_library(void* library) {
-  if (library != GetModuleHandleA(kLibraryFile)) FreeLibrary(static_cast<HMODULE>(library));
-}
+void close_library(void* library) { FreeLibrary(static_cast<HMODULE>(library)); }
 
 // The C run-time's getenv keeps the copy it took at start-up; a module's
 // SetEnvironmentVariable shows only here.
