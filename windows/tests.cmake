@@ -19,8 +19,7 @@ tarnx_windows_path(TARNX_WIN_HOSTS_DIR ${TARNX_HOSTS_DIR})
 set(TARNX_TESTS_DIR ${CMAKE_SOURCE_DIR}/tests)
 file(GLOB_RECURSE TARNX_TEST_SOURCES CONFIGURE_DEPENDS ${TARNX_TESTS_DIR}/*_test.cpp)
 list(FILTER TARNX_TEST_SOURCES EXCLUDE REGEX ".*/frame/(module_load|exports)_test\\.cpp$")
-file(GLOB TARNX_WINDOWS_TEST_SOURCES CONFIGURE_DEPENDS ${TARNX_TESTS_DIR}/windows/*_win32.cpp)
-add_executable(tarnx_tests ${TARNX_TEST_SOURCES} ${TARNX_WINDOWS_TEST_SOURCES}
+add_executable(tarnx_tests ${TARNX_TEST_SOURCES} ${TARNX_TESTS_DIR}/windows/module_lifecycle_win32.cpp
   ${TARNX_TESTS_DIR}/support/host.cpp ${TARNX_TESTS_DIR}/support/export_calls.cpp
   ${TARNX_TESTS_DIR}/support/test_os_win32.cpp)
 target_include_directories(tarnx_tests PRIVATE ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/include
@@ -58,6 +57,19 @@ add_test(NAME suite COMMAND tarnx_tests)
 add_test(NAME suite_moving_blocks COMMAND tarnx_tests)
 set_tests_properties(suite_moving_blocks PROPERTIES ENVIRONMENT "ZWRT_MOVE_BLOCKS=1")
 
+# The command-line host run as a person would, each run its own process.
+file(GLOB TARNX_CLI_TEST_SOURCES CONFIGURE_DEPENDS ${TARNX_TESTS_DIR}/cli/*.cpp)
+list(FILTER TARNX_CLI_TEST_SOURCES EXCLUDE REGEX ".*/cli/run_tarnx\\.cpp$")
+add_executable(tarnx_cli_tests ${TARNX_CLI_TEST_SOURCES} ${TARNX_TESTS_DIR}/windows/run_tarnx_win32.cpp)
+target_include_directories(tarnx_cli_tests PRIVATE ${CMAKE_SOURCE_DIR} ${TARNX_TESTS_DIR})
+target_link_libraries(tarnx_cli_tests PRIVATE tarnx_export_table gtest_main)
+tarnx_windows_path(TARNX_WIN_CLI ${TARNX_RUNTIME_DIR}/tarnx.exe)
+target_compile_definitions(tarnx_cli_tests PRIVATE TARNX_CLI="${TARNX_WIN_CLI}")
+add_dependencies(tarnx_cli_tests tarnx)
+add_test(NAME cli COMMAND tarnx_cli_tests)
+add_test(NAME cli_moving_blocks COMMAND tarnx_cli_tests)
+set_tests_properties(cli_moving_blocks PROPERTIES ENVIRONMENT "ZWRT_MOVE_BLOCKS=1")
+
 # The DLL set as a host sees it, checked from outside with the cross
 # binutils: exactly the export table, and no numerical library imported.
 add_test(NAME dll_set COMMAND ${CMAKE_SOURCE_DIR}/windows/check-dlls.sh ${TARNX_RUNTIME_DIR}
@@ -65,5 +77,5 @@ add_test(NAME dll_set COMMAND ${CMAKE_SOURCE_DIR}/windows/check-dlls.sh ${TARNX_
 
 # A crash under Wine that its debugger reports must fail the test whatever
 # exit code the process ends with.
-set_tests_properties(suite suite_moving_blocks PROPERTIES
+set_tests_properties(suite suite_moving_blocks cli cli_moving_blocks PROPERTIES
   FAIL_REGULAR_EXPRESSION "Unhandled exception|Unhandled page fault")
