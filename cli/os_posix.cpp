@@ -3,13 +3,7 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
-#include <fstream>
-#include <iostream>
-#include <iterator>
-#include <sstream>
 
 namespace tarnx::cli::os {
 
@@ -40,31 +34,6 @@ void* find_symbol(void* library, const char* name) { return dlsym(library, name)
 std::string env(const char* name) {
   const char* value = std::getenv(name);
   return value != nullptr ? value : "";
-}
-
-bool read_file(const std::string& path, std::string* content, std::string* error) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    *error = std::strerror(errno);
-    return false;
-  }
-  std::ostringstream buffer;
-  buffer << in.rdbuf();
-  if (in.bad()) {
-    *error = "read error";
-    return false;
-  }
-  *content = std::move(buffer).str();
-  return true;
-}
-
-bool read_stdin(std::string* content, std::string* error) {
-  content->assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
-  if (std::cin.bad()) {
-    *error = "read error on standard input";
-    return false;
-  }
-  return true;
 }
 
 }  // namespace tarnx::cli::os

@@ -1,13 +1,8 @@
 // The command-line host's operating-system services on Windows.
 #include <windows.h>
 
-#include <cerrno>
 #include <filesystem>
-#include <cstring>
-#include <fstream>
-#include <iostream>
-#include <iterator>
-#include <sstream>
+#include <string>
 
 #include "cli/os.hpp"
 
@@ -18,21 +13,9 @@ const char* const kDefaultLibrary = "TARNX_LINALG.dll";
 
 namespace {
 
+// Paths are UTF-8 on this side of the interface, UTF-16 on the loader's.
 std::wstring widen(const std::string& s) {
-  if (s.empty()) return {};
-  const int n = MultiByteToWideChar(CP_UTF8, 0, s.data(), static_cast<int>(s.size()), nullptr, 0);
-  std::wstring w(static_cast<std::size_t>(n), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, s.data(), static_cast<int>(s.size()), w.data(), n);
-  return w;
-}
-
-std::string narrow(const std::wstring& w) {
-  if (w.empty()) return {};
-  const int n = WideCharToMultiByte(CP_UTF8, 0, w.data(), static_cast<int>(w.size()), nullptr, 0,
-                                    nullptr, nullptr);
-  std::string s(static_cast<std::size_t>(n), '\0');
-  WideCharToMultiByte(CP_UTF8, 0, w.data(), static_cast<int>(w.size()), s.data(), n, nullptr, nullptr);
-  return s;
+  return std::filesystem::path(std::u8string(s.begin(), s.end())).wstring();
 }
 
 std::string system_message(DWORD code) {
@@ -55,7 +38,9 @@ std::string executable_dir() {
   if (n == 0 || n >= std::size(path)) return ".";
   std::wstring p(path, n);
   const std::size_t slash = p.find_last_of(L"\\/");
-  return slash == std::wstring::npos ? "." : narrow(p.substr(0, slash));
+  if (slash == std::wstring::npos) return ".";
+  const std::u8string dir = std::filesystem::path(p.substr(0, slash)).u8string();
+  return std::string(dir.begin(), dir.end());
 }
 
 void* open_library(const std::string& path, std::string* error) {
@@ -81,31 +66,6 @@ std::string env(const char* name) {
   n = GetEnvironmentVariableA(name, value.data(), n);
   value.resize(n);
   return value;
-}
-
-bool read_file(const std::string& path, std::string* content, std::string* error) {
-  std::ifstream in(std::filesystem::path(widen(path)), std::ios::binary);
-  if (!in) {
-    *error = std::strerror(errno);
-    return false;
-  }
-  std::ostringstream buffer;
-  buffer << in.rdbuf();
-  if (in.bad()) {
-    *error = "read error";
-    return false;
-  }
-  *content = std::move(buffer).str();
-  return true;
-}
-
-bool read_stdin(std::string* content, std::string* error) {
-  content->assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
-  if (std::cin.bad()) {
-    *error = "read error on standard input";
-    return false;
-  }
-  return true;
 }
 
 }  // namespace tarnx::cli::os

@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "cli/run_tarnx.hpp"
 
@@ -26,17 +25,9 @@ struct TempDir {
   }
 };
 
-const fs::path& temp_dir() {
-  static TempDir dir;
-  return dir.path;
-}
-
 // Text-mode line ends read as the other systems write them.
-std::string slurp(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  std::string text = std::move(s).str();
+std::string slurp_text(const fs::path& p) {
+  const std::string text = slurp(p);
   std::string out;
   for (std::size_t i = 0; i < text.size(); ++i)
     if (!(text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n')) out.push_back(text[i]);
@@ -108,12 +99,17 @@ Outcome finish(const Running& r) {
     if (code >= 0xC0000000u) o.signal = static_cast<int>(code);
     else o.exit_code = static_cast<int>(code);
   }
-  o.out = slurp(r.out);
-  o.err = slurp(r.err);
+  o.out = slurp_text(r.out);
+  o.err = slurp_text(r.err);
   return o;
 }
 
 }  // namespace
+
+const fs::path& temp_dir() {
+  static TempDir dir;
+  return dir.path;
+}
 
 Outcome run_tarnx(const std::vector<std::string>& args, const std::string& input) {
   static int id = 100000;
@@ -135,19 +131,6 @@ std::vector<Outcome> run_all(const std::vector<std::vector<std::string>>& comman
     running.erase(running.begin());
   }
   return outcomes;
-}
-
-std::string temp_file(const std::string& name, const std::string& content) {
-  const fs::path p = temp_dir() / name;
-  std::ofstream(p, std::ios::binary) << content;
-  return p.string();
-}
-
-std::vector<std::string> lines_of(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream in(text);
-  for (std::string l; std::getline(in, l);) lines.push_back(l);
-  return lines;
 }
 
 }  // namespace cli_test
