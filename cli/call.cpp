@@ -31,9 +31,10 @@ std::string library_path(const std::string& option) {
   if (!option.empty()) return option;
   std::string from_env = os::env("TARNX_LIB");
   if (!from_env.empty()) return from_env;
-  // The build tree's lib/ beside bin/, else the installed library's folder.
+  // The build tree's library beside the program (or in lib/ beside bin/),
+  // else the installed library's folder.
   const std::filesystem::path here(os::executable_dir());
-  const std::filesystem::path built = (here / "../lib/TARNX_LINALG.so").lexically_normal();
+  const std::filesystem::path built = (here / os::kDefaultLibrary).lexically_normal();
 #ifdef TARNX_INSTALLED_MODULES
   const std::filesystem::path installed = (here / TARNX_INSTALLED_MODULES / "TARNX_LINALG.so").lexically_normal();
   std::error_code ec;

@@ -9,7 +9,10 @@ namespace tarnx::cli::os {
 // The directory holding the running executable, without a trailing slash.
 std::string executable_dir();
 
-// dlopen with the flags a host uses; null and a reason on failure.
+// Where a fresh build puts the library, relative to executable_dir().
+extern const char* const kDefaultLibrary;
+
+// Loads the library as a host does; null and a reason on failure.
 void* open_library(const std::string& path, std::string* error);
 void* find_symbol(void* library, const char* name);
 

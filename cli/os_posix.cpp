@@ -5,15 +5,12 @@
 #include <link.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iostream>
-#include <iterator>
-#include <sstream>
 
 namespace tarnx::cli::os {
+
+const char* const kDefaultLibrary = "../lib/TARNX_LINALG.so";
 
 std::string executable_dir() {
   char path[4096];
@@ -120,31 +117,6 @@ void* symbol_in_loaded(const std::string& path, const char* name, std::string* d
 std::string env(const char* name) {
   const char* value = std::getenv(name);
   return value != nullptr ? value : "";
-}
-
-bool read_file(const std::string& path, std::string* content, std::string* error) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    *error = std::strerror(errno);
-    return false;
-  }
-  std::ostringstream buffer;
-  buffer << in.rdbuf();
-  if (in.bad()) {
-    *error = "read error";
-    return false;
-  }
-  *content = std::move(buffer).str();
-  return true;
-}
-
-bool read_stdin(std::string* content, std::string* error) {
-  content->assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
-  if (std::cin.bad()) {
-    *error = "read error on standard input";
-    return false;
-  }
-  return true;
 }
 
 }  // namespace tarnx::cli::os

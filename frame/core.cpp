@@ -15,6 +15,7 @@ namespace core_slots {
 
 namespace {
 CoreSlot free_buffers_slot{nullptr, "MKL_Thread_Free_Buffers"};
+}  // namespace
 
 void release_thread_buffers() {
   if (!core_loaded()) return;
@@ -26,7 +27,6 @@ void release_thread_buffers() {
   }
   reinterpret_cast<void (*)()>(f)();
 }
-}  // namespace
 
 void* bind_core_slot(CoreSlot& slot) {
   void* f = platform::reachable_symbol(core_module(), slot.name);

@@ -61,8 +61,8 @@ platform::Module search_process() {
   platform::Module module = platform::main_program();
   if (platform::own_export(module, "gZWRTVersion") == nullptr &&
       platform::own_export(module, "AZNewHandle") == nullptr)
-    module = platform::loaded_module("zwrt.so");
-  if (module == nullptr) module = platform::loaded_module("zwffrt.so");
+    module = platform::loaded_module(platform::kHostRuntimeFile);
+  if (module == nullptr) module = platform::loaded_module(platform::kSecondHostRuntimeFile);
 
   cache.module = module;
   cache.generation = generation;
@@ -146,7 +146,7 @@ void QSort(void* base, int32_t count, int32_t element_size, QSortCompare compare
 
 // The two hooks are one empty routine under two names.
 extern "C" TARNX_API void SetZWRTModuleHook(void) {}
-extern "C" TARNX_API void SetZWRTTLSIndexHook(void) __attribute__((alias("SetZWRTModuleHook")));
+extern "C" TARNX_API void SetZWRTTLSIndexHook(void) __attribute__((nothrow, alias("SetZWRTModuleHook")));
 
 extern "C" TARNX_API void SetZWRTModule(void* module) {
   tarnx::host::runtime_module.store(module, std::memory_order_release);

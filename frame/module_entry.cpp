@@ -1,6 +1,7 @@
 // What happens when the host loads and unloads the library: the OpenMP
 // runtime is told to tolerate several copies of itself in one process, and
-// the numerical core is loaded from the first location that holds it.
+// the numerical core is loaded from the first location that holds it. The
+// operating system's entry points (platform_*.cpp) call in here.
 #include <strings.h>
 
 #include <cstring>
@@ -8,14 +9,13 @@
 #include <vector>
 
 #include "frame/core_module.hpp"
+#include "frame/lifecycle.hpp"
 #include "frame/platform.hpp"
 
 namespace tarnx {
 namespace {
 
 constexpr const char* kOmpVariable = "KMP_DUPLICATE_LIB_OK";
-constexpr const char* kOmpRuntime = "libiomp5.so";
-constexpr const char* kCoreModule = "tarnx_core_140000.so";
 constexpr std::size_t kPathCapacity = 512;
 
 platform::Module omp_runtime = nullptr;
@@ -35,21 +35,19 @@ void tolerate_duplicate_omp_runtimes() {
 }
 
 std::string with_separator(std::string dir) {
-  if (!dir.empty() && dir.back() != '/') dir += '/';
+  if (!dir.empty() && dir.back() != platform::kPathSeparator) dir += platform::kPathSeparator;
   return dir;
 }
 
 // The directory of the first loaded module of the library's family; our own
 // module bears the second name, so the search finds at least that one.
 bool FindSiblingDirectory(std::string* dir) {
-  for (const char* name : {"TARNX_FFT.so", "TARNX_LINALG.so", "TARNX_SPARSE.so", "TARNX_THREAD.so"}) {
-    platform::Module m = platform::loaded_module(name);
-    if (m == nullptr) continue;
-    const std::string path = platform::module_path(m);
-    const std::size_t slash = path.rfind('/');
-    if (path.empty() || path.size() >= kPathCapacity || slash == std::string::npos) return false;
-    *dir = with_separator(path.substr(0, slash + 1));
-    return true;
+  for (const char* name : platform::kFamilyFiles) {
+    switch (platform::loaded_module_directory(name, dir)) {
+      case platform::Directory::Found: return true;
+      case platform::Directory::Unusable: return false;
+      case platform::Directory::NotLoaded: break;
+    }
   }
   return false;
 }
@@ -58,58 +56,52 @@ bool ReadCoreDirectoryKey(const char* key, const char* version, std::string* dir
   std::string value;
   dir->clear();
   if (!platform::read_config(key, "RunTimeDIR64", &value) || value.size() >= 500) return false;
-  std::string path = with_separator(value) + version;
+  std::string path = with_separator(value) + version + platform::kPathSeparator;
   if (path.size() >= kPathCapacity) return false;
   *dir = path;
   return true;
 }
 
 bool LoadCore(const std::string& dir) {
-  omp_runtime = platform::load_library(dir + kOmpRuntime);
+  omp_runtime = platform::load_library(dir + platform::kOmpRuntimeFile);
   if (omp_runtime == nullptr) return false;
-  core = platform::load_library(dir + kCoreModule);
+  core = platform::load_library(dir + platform::kCoreFile);
   if (core != nullptr) return true;
-  // Released here, so cleared here: dlclose of a stale handle at unload
-  // could drop a reference that belongs to someone else.
+  // Released here, so cleared here: freeing a stale handle at unload could
+  // drop a reference that belongs to someone else.
   platform::free_library(omp_runtime);
   omp_runtime = nullptr;
   return false;
 }
 
-__attribute__((constructor)) void on_process_attach() {
+}  // namespace
+
+bool lifecycle::attach_process(std::vector<std::string>* tried) {
   tolerate_duplicate_omp_runtimes();
 
-  std::vector<std::string> tried;
   std::string dir;
   if (FindSiblingDirectory(&dir)) {
-    tried.push_back(dir);
-    if (LoadCore(dir)) return;
+    tried->push_back(dir);
+    if (LoadCore(dir)) return true;
   }
-  if (ReadCoreDirectoryKey("SOFTWARE\\Velmora\\Zanwell\\Kipset Package\\Tarnex", "14.0.1/", &dir)) {
-    tried.push_back(dir);
-    if (LoadCore(dir)) return;
+  if (ReadCoreDirectoryKey("SOFTWARE\\Velmora\\Zanwell\\Kipset Package\\Tarnex", "14.0.1", &dir)) {
+    tried->push_back(dir);
+    if (LoadCore(dir)) return true;
   }
-  if (ReadCoreDirectoryKey("SOFTWARE\\Velmora\\Zanwell\\14.0\\AddOns\\Tarnex", "14.0.0/", &dir)) {
-    tried.push_back(dir);
-    if (LoadCore(dir)) return;
+  if (ReadCoreDirectoryKey("SOFTWARE\\Velmora\\Zanwell\\14.0\\AddOns\\Tarnex", "14.0.0", &dir)) {
+    tried->push_back(dir);
+    if (LoadCore(dir)) return true;
   }
-  // A load cannot be refused from here; every export answers InternalError
-  // instead of reaching an unbound core routine.
-  std::string text = "TARNX_LINALG: the numerical core " + std::string(kCoreModule) +
-                     " and " + kOmpRuntime + " were not found; tried:";
-  if (tried.empty()) text += " (no location)";
-  for (const std::string& d : tried) text += " " + d;
-  platform::warn(text);
+  return false;
 }
 
-__attribute__((destructor)) void on_process_detach() {
-  platform::forget_thread_exit();
+void lifecycle::detach_process() {
   if (core != nullptr) platform::free_library(core);
   if (omp_runtime != nullptr) platform::free_library(omp_runtime);
   if (restore_omp_value && saved_omp_value[0] != 0) platform::set_env(kOmpVariable, saved_omp_value);
 }
 
-}  // namespace
+void lifecycle::detach_thread() { release_thread_buffers(); }
 
 platform::Module core_module() { return core; }
 

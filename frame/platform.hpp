@@ -9,6 +9,16 @@ namespace tarnx::platform {
 
 using Module = void*;
 
+// The file names this system gives the library's family, its numerical core,
+// the core's OpenMP runtime and the host's run-time modules, and the
+// separator that ends a directory.
+extern const char kPathSeparator;
+extern const char* const kFamilyFiles[4];  // FFT, LINALG, SPARSE, THREAD, in search order
+extern const char* const kOmpRuntimeFile;
+extern const char* const kCoreFile;
+extern const char* const kHostRuntimeFile;
+extern const char* const kSecondHostRuntimeFile;
+
 // The main program (never null).
 Module main_program();
 // An object already loaded in the process whose file name or SONAME is
@@ -24,6 +34,12 @@ void* reachable_symbol(Module module, const char* symbol);
 uint64_t loaded_objects_generation();
 // The full path of a loaded module, empty when unknown.
 std::string module_path(Module module);
+
+// The directory, ending in the separator, of the already loaded module named
+// `name`: NotLoaded when there is none, Unusable when its path does not fit
+// the loader's buffers.
+enum class Directory { Found, NotLoaded, Unusable };
+Directory loaded_module_directory(const char* name, std::string* dir);
 
 // Loads a library with its own directory searched for its dependencies.
 Module load_library(const std::string& path);

@@ -16,10 +16,21 @@
 #include <cstring>
 #include <fstream>
 #include <string>
+#include <vector>
 
+#include "frame/lifecycle.hpp"
 #include "frame/platform.hpp"
 
 namespace tarnx::platform {
+
+const char kPathSeparator = '/';
+const char* const kFamilyFiles[4] = {"TARNX_FFT.so", "TARNX_LINALG.so", "TARNX_SPARSE.so",
+                                     "TARNX_THREAD.so"};
+const char* const kOmpRuntimeFile = "libiomp5.so";
+const char* const kCoreFile = "tarnx_core_140000.so";
+const char* const kHostRuntimeFile = "zwrt.so";
+const char* const kSecondHostRuntimeFile = "zwffrt.so";
+
 namespace {
 
 const char* base_name(const char* path) {
@@ -141,6 +152,16 @@ std::string module_path(Module module) {
   return map->l_name != nullptr ? map->l_name : "";
 }
 
+Directory loaded_module_directory(const char* name, std::string* dir) {
+  Module m = loaded_module(name);
+  if (m == nullptr) return Directory::NotLoaded;
+  const std::string path = module_path(m);
+  const std::size_t slash = path.rfind('/');
+  if (path.empty() || path.size() >= 512 || slash == std::string::npos) return Directory::Unusable;
+  *dir = path.substr(0, slash + 1);
+  return Directory::Found;
+}
+
 Module load_library(const std::string& path) {
   return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
 }
@@ -231,5 +252,29 @@ void warn(const std::string& text) {
   std::fprintf(stderr, "%s\n", text.c_str());
   std::fflush(stderr);
 }
+
+// Process attach and detach are the library's load-time constructor and
+// unload-time destructor; a thread's end is seen through the key that
+// call_at_thread_exit registers.
+namespace {
+
+__attribute__((constructor)) void on_process_attach() {
+  std::vector<std::string> tried;
+  if (lifecycle::attach_process(&tried)) return;
+  // A load cannot be refused from here; every export answers InternalError
+  // instead of reaching an unbound core routine.
+  std::string text = "TARNX_LINALG: the numerical core " + std::string(kCoreFile) + " and " +
+                     kOmpRuntimeFile + " were not found; tried:";
+  if (tried.empty()) text += " (no location)";
+  for (const std::string& d : tried) text += " " + d;
+  warn(text);
+}
+
+__attribute__((destructor)) void on_process_detach() {
+  forget_thread_exit();
+  lifecycle::detach_process();
+}
+
+}  // namespace
 
 }  // namespace tarnx::platform

@@ -12,7 +12,13 @@
 extern "C" {
 #endif
 
+#if defined(_WIN32) && defined(ZWRT_BUILDING)
+#define ZWRT_API __declspec(dllexport)
+#elif defined(_WIN32)
+#define ZWRT_API __declspec(dllimport)
+#else
 #define ZWRT_API __attribute__((visibility("default")))
+#endif
 
 typedef struct ZwArrayBlock ZwArrayBlock;
 typedef ZwArrayBlock **ZwArrayHandle;

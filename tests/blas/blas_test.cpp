@@ -2,8 +2,6 @@
 // the operands that offsets and leading dimensions select inside larger
 // stored blocks, the checks and their order with checkArguments on and off,
 // and the creation of empty outputs.
-#include <dlfcn.h>
-
 #include <cmath>
 #include <functional>
 #include <string>
@@ -12,6 +10,7 @@
 #include "frame/cblas_values.hpp"
 #include "frame/export_table.hpp"
 #include "support/host.hpp"
+#include "support/test_os.hpp"
 
 namespace {
 
@@ -437,7 +436,7 @@ TYPED_TEST(BlasTest, EmptyOutputsAreCreatedAndBetaIgnored) {
 }
 
 TEST(BlasExports, AllTwentySixAreDynamicSymbolsWithTheirArguments) {
-  void* lib = dlopen(TARNX_LIB_DIR "/TARNX_LINALG.so", RTLD_NOW | RTLD_NOLOAD);
+  void* lib = os::loaded_library(os::kLibraryFile);
   ASSERT_NE(lib, nullptr);
   int found = 0;
   for (std::string t : {"s", "d", "c", "z"})
@@ -448,12 +447,12 @@ TEST(BlasExports, AllTwentySixAreDynamicSymbolsWithTheirArguments) {
       const bool exists = op[0] == 'h' ? complex : op == "symv" ? !complex : true;
       const std::string name = "zwblas_" + t + op;
       const tarnx::ExportInfo* info = tarnx::find_export(name);
-      EXPECT_EQ(dlsym(lib, name.c_str()) != nullptr, exists) << name;
+      EXPECT_EQ(os::symbol(lib, name.c_str()) != nullptr, exists) << name;
       EXPECT_EQ(info != nullptr ? info->args.size() : 0, exists ? args : 0) << name;
       found += exists;
     }
   EXPECT_EQ(found, 26);
-  dlclose(lib);
+  os::close_library(lib);
 }
 
 }  // namespace

@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <sstream>
 
 extern char** environ;
 
@@ -30,17 +29,6 @@ struct TempDir {
   }
 };
 
-const fs::path& temp_dir() {
-  static TempDir dir;
-  return dir.path;
-}
-
-std::string slurp(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
 
 struct Running {
   pid_t pid;
@@ -77,6 +65,11 @@ Outcome finish(const Running& r, int status) {
 
 }  // namespace
 
+const fs::path& temp_dir() {
+  static TempDir dir;
+  return dir.path;
+}
+
 Outcome run_tarnx(const std::vector<std::string>& args, const std::string& input) {
   static int id = 100000;
   const Running r = start(args, input, ++id);
@@ -105,19 +98,6 @@ std::vector<Outcome> run_all(const std::vector<std::vector<std::string>>& comman
     running.erase(it);
   }
   return outcomes;
-}
-
-std::string temp_file(const std::string& name, const std::string& content) {
-  const fs::path p = temp_dir() / name;
-  std::ofstream(p, std::ios::binary) << content;
-  return p.string();
-}
-
-std::vector<std::string> lines_of(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream in(text);
-  for (std::string l; std::getline(in, l);) lines.push_back(l);
-  return lines;
 }
 
 }  // namespace cli_test

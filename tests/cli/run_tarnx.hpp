@@ -1,5 +1,6 @@
 #pragma once
 // Runs the built tarnx binary as a person would, and captures what it says.
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -23,5 +24,10 @@ std::string temp_file(const std::string& name, const std::string& content);
 
 // Lines of a text, without the newlines.
 std::vector<std::string> lines_of(const std::string& text);
+
+// The fresh temporary directory of this test program (made at first use,
+// removed at exit), and the whole content of a file.
+const std::filesystem::path& temp_dir();
+std::string slurp(const std::filesystem::path& p);
 
 }  // namespace cli_test

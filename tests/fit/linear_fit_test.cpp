@@ -1,11 +1,10 @@
 // Linear fit through the exports: closed-form and plain-loop references, the
 // weight rules, and what a call leaves behind on success and on failure.
-#include <dlfcn.h>
-
 #include <cmath>
 #include <limits>
 
 #include "support/host.hpp"
+#include "support/test_os.hpp"
 
 namespace {
 
@@ -275,7 +274,7 @@ TEST(LinearFitDeathTest, HostWithoutQSortEndsTheProcess) {
   int32_t iterations = 10;
   EXPECT_EXIT(
       {
-        SetZWRTModule(dlopen("libm.so.6", RTLD_NOW | RTLD_LOCAL));
+        SetZWRTModule(os::open_library(os::kForeignModule));
         dLinearFitH(y, x, host.empty(), &slope, &intercept, &residue, 1, 0, 0, &iterations, work);
       },
       ::testing::ExitedWithCode(1), "Fatal Error: ZANWELLV.LIB could not locate \"QSort\"\\.");

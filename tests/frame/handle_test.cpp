@@ -1,6 +1,5 @@
 // Output sizing as the host sees it: when the host is asked, with what, and
 // where the elements land in its blocks.
-#include <dlfcn.h>
 
 #include "support/host.hpp"
 

@@ -1,15 +1,13 @@
 // How the library finds its host's run-time functions: the search order over
 // the modules of the process, re-resolution when the host changes, and the
 // fatal exits when there is none.
-#include <dlfcn.h>
-#include <pthread.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <thread>
 
 #include "support/host.hpp"
 #include "support/process.hpp"
+#include "support/test_os.hpp"
 
 namespace {
 
@@ -18,11 +16,11 @@ namespace fs = std::filesystem;
 
 // A second host runtime loaded beside zwrt.so; it counts the resizes it serves.
 struct FakeHost {
-  void* module = dlopen(TARNX_FAKE_HOST, RTLD_NOW | RTLD_LOCAL);
+  void* module = os::open_library(TARNX_FAKE_HOST);
   using NewHandle = void** (*)(std::size_t);
   using Count = long (*)();
-  NewHandle new_handle = reinterpret_cast<NewHandle>(dlsym(module, "AZNewHandle"));
-  Count count = reinterpret_cast<Count>(dlsym(module, "FakeHostResizeCount"));
+  NewHandle new_handle = reinterpret_cast<NewHandle>(os::symbol(module, "AZNewHandle"));
+  Count count = reinterpret_cast<Count>(os::symbol(module, "FakeHostResizeCount"));
   // Output handles that this host can resize, given back at the end.
   std::vector<void**> made;
   ZwArrayHandle output() {
@@ -70,12 +68,12 @@ TEST(HostLink, RuntimeModuleOverridesTheSearchAndIsResolvedAgainOnChange) {
 
 TEST(HostLink, ThreadSlotServesEachThreadItsOwnModule) {
   FakeHost fake;
-  pthread_key_t key;
-  ASSERT_EQ(pthread_key_create(&key, nullptr), 0);
-  SetZWRTTLSIndex(static_cast<uint32_t>(key));
+  const uint32_t key = os::new_thread_key();
+  ASSERT_NE(key, 0xFFFFFFFFu);
+  SetZWRTTLSIndex(key);
   Served with_slot{}, without_slot{};
   std::thread([&] {
-    pthread_setspecific(key, fake.module);
+    os::set_thread_value(key, fake.module);
     with_slot = product_served(fake, fake.output());
   }).join();
   // A thread whose slot is null falls through to the search (zwrt.so).
@@ -84,18 +82,18 @@ TEST(HostLink, ThreadSlotServesEachThreadItsOwnModule) {
     without_slot = product_served(fake, host.empty());
   }).join();
   SetZWRTTLSIndex(0xFFFFFFFFu);
-  pthread_key_delete(key);
+  os::delete_thread_key(key);
   EXPECT_EQ(with_slot.fake, 1);
   EXPECT_EQ(with_slot.zwrt, 0);
   EXPECT_EQ(without_slot.fake, 0);
   EXPECT_EQ(without_slot.zwrt, 1);
 }
 
-std::string library() { return std::string(TARNX_LIB_DIR) + "/TARNX_LINALG.so"; }
+std::string library() { return std::string(TARNX_LIB_DIR) + "/" + os::kLibraryFile; }
 
 TEST(HostLinkProcess, MainProgramExportingTheHostWinsOverZwrt) {
   auto r = run_process(quote(TARNX_HOST_PROBE) + " main " + quote(library()) + " " +
-                       quote(std::string(TARNX_LIB_DIR) + "/zwrt.so"));
+                       quote(std::string(TARNX_LIB_DIR) + "/zwrt" + os::kModuleSuffix));
   auto v = r.values();
   EXPECT_EQ(v["status"], "0") << r.output;
   EXPECT_EQ(v["main_resizes"], "1") << r.output;

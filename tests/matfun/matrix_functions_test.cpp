@@ -1,6 +1,7 @@
 // Matrix exponential, square root and power through the exports, against
 // closed forms and long double references.
 #include <algorithm>
+#include <limits>
 #include <numbers>
 
 #include "matfun/binary_power.hpp"
@@ -94,7 +95,10 @@ TYPED_TEST(MatrixFunctionsTest, ExponentialOfDiagonalIsElementwise) {
     ZwArrayHandle b = this->mat(3, 3, {T(0, pi), T(0), T(0), T(0), T(2, 0), T(0), T(0), T(0), T(100, 0)});
     ASSERT_EQ(this->exp(b), 0);
     v = matrix_values<T>(b);
-    EXPECT_EQ(v[0], T(std::cos(pi), std::sin(pi)));
+    // The sine of the rounded pi is 1.2246e-16 to within a few units of
+    // the fifth digit from one libm to the next, so only that much is held.
+    EXPECT_NEAR(v[0].real(), R(-1), 4 * std::numeric_limits<R>::epsilon());
+    EXPECT_NEAR(v[0].imag(), std::sin(pi), std::abs(std::sin(pi)) * R(1e-3));
     EXPECT_NE(v[0].imag(), R(0));
     EXPECT_TRUE(same_bits(v[4], T(std::exp(R(2)), R(0))));
     EXPECT_TRUE(same_bits(v[8], T(std::exp(R(100)), R(0))));

@@ -1,15 +1,13 @@
 // Many threads calling every export at once, each with its own handles, get
 // bit for bit what one thread gets; threads that the host serves from
 // different run-time modules each reach their own module.
-#include <dlfcn.h>
-#include <pthread.h>
-
 #include <atomic>
 #include <cstdio>
 #include <iterator>
 #include <thread>
 
 #include "support/export_calls.hpp"
+#include "support/test_os.hpp"
 
 namespace {
 
@@ -94,13 +92,13 @@ TEST(Concurrency, ThreadsStartingAndEndingBesideCallersAreRaceFree) {
 }
 
 TEST(Concurrency, ThreadSlotsRouteEachThreadToItsOwnHost) {
-  void* fake = dlopen(TARNX_FAKE_HOST, RTLD_NOW | RTLD_LOCAL);
+  void* fake = os::open_library(TARNX_FAKE_HOST);
   ASSERT_NE(fake, nullptr);
-  auto fake_new = reinterpret_cast<void** (*)(std::size_t)>(dlsym(fake, "AZNewHandle"));
-  auto fake_count = reinterpret_cast<long (*)()>(dlsym(fake, "FakeHostResizeCount"));
-  pthread_key_t key;
-  ASSERT_EQ(pthread_key_create(&key, nullptr), 0);
-  SetZWRTTLSIndex(static_cast<uint32_t>(key));
+  auto fake_new = reinterpret_cast<void** (*)(std::size_t)>(os::symbol(fake, "AZNewHandle"));
+  auto fake_count = reinterpret_cast<long (*)()>(os::symbol(fake, "FakeHostResizeCount"));
+  const uint32_t key = os::new_thread_key();
+  ASSERT_NE(key, 0xFFFFFFFFu);
+  SetZWRTTLSIndex(key);
   const long fake_before = fake_count();
   const int64_t zwrt_before = ZwrtResizeCount();
   constexpr int kCalls = 200;
@@ -108,7 +106,7 @@ TEST(Concurrency, ThreadSlotsRouteEachThreadToItsOwnHost) {
   for (int t = 0; t < kThreads; ++t)
     threads.emplace_back([&, t] {
       const bool on_fake = t % 2 == 0;
-      if (on_fake) pthread_setspecific(key, fake);
+      if (on_fake) os::set_thread_value(key, fake);
       Host host(false);
       ZwArrayHandle a = host.matrix<double>(1, 1, {2});
       for (int i = 0; i < kCalls; ++i) {
@@ -125,7 +123,7 @@ TEST(Concurrency, ThreadSlotsRouteEachThreadToItsOwnHost) {
     });
   for (auto& th : threads) th.join();
   SetZWRTTLSIndex(0xFFFFFFFFu);
-  pthread_key_delete(key);
+  os::delete_thread_key(key);
   EXPECT_EQ(fake_count() - fake_before, kThreads / 2 * kCalls);
   EXPECT_EQ(ZwrtResizeCount() - zwrt_before, kThreads / 2 * kCalls);
 }

@@ -1,8 +1,7 @@
 #include "support/export_calls.hpp"
 
 #include "frame/status.hpp"
-
-#include <dlfcn.h>
+#include "support/test_os.hpp"
 
 #include <cmath>
 #include <cstring>
@@ -111,12 +110,12 @@ bool is_empty(ZwArrayHandle h, Shape shape) {
 }  // namespace
 
 void* library_handle() {
-  static void* lib = dlopen("TARNX_LINALG.so", RTLD_NOW | RTLD_NOLOAD);
+  static void* lib = os::loaded_library(os::kLibraryFile);
   return lib;
 }
 
 PreparedCall::PreparedCall(const tarnx::ExportInfo& info, Host& host, int n)
-    : info_(&info), address_(dlsym(library_handle(), std::string(info.name).c_str())) {
+    : info_(&info), address_(os::symbol(library_handle(), std::string(info.name).c_str())) {
   slots_.resize(info.args.size());
   scalars_.resize(info.args.size());
   passed_.resize(info.args.size());

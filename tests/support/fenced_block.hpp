@@ -4,30 +4,26 @@
 // region can: touching one byte past the block faults instead of passing
 // unnoticed. Only for inputs: the library never resizes them, so the host
 // never frees or moves the block.
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <cstring>
 
 #include "support/host.hpp"
+#include "support/test_os.hpp"
 
 namespace test {
 
 class FencedBlock {
  public:
   FencedBlock(ZwArrayHandle source, std::size_t bytes) {
-    const std::size_t page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    const std::size_t page = os::page_size();
     pages_ = (bytes + page - 1) / page + 1;
-    base_ = static_cast<char*>(mmap(nullptr, pages_ * page, PROT_READ | PROT_WRITE,
-                                    MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    EXPECT_NE(base_, MAP_FAILED);
+    base_ = os::allocate_pages(pages_);
+    EXPECT_NE(base_, nullptr);
     char* fence = base_ + (pages_ - 1) * page;
-    EXPECT_EQ(mprotect(fence, page, PROT_NONE), 0);
+    EXPECT_TRUE(os::fence_page(fence));
     block_ = fence - bytes;
     std::memcpy(block_, *source, bytes);
-    page_ = page;
   }
-  ~FencedBlock() { munmap(base_, pages_ * page_); }
+  ~FencedBlock() { os::free_pages(base_, pages_); }
   FencedBlock(const FencedBlock&) = delete;
   FencedBlock& operator=(const FencedBlock&) = delete;
   ZwArrayHandle handle() { return reinterpret_cast<ZwArrayHandle>(&block_); }
@@ -35,7 +31,7 @@ class FencedBlock {
  private:
   char* base_ = nullptr;
   void* block_ = nullptr;
-  std::size_t pages_ = 0, page_ = 0;
+  std::size_t pages_ = 0;
 };
 
 }  // namespace test

@@ -5,13 +5,16 @@
 //   probe missing LIB     call with a host module that lacks NumericArrayResize
 //   probe zwffrt LIB DIR  call with only DIR/zwffrt.so loaded as host
 //   probe main LIB ZWRT   call from a main program that exports the host
-#include <dlfcn.h>
-
+//   probe threads LIB     load, then start and end three threads; a core
+//                         that counts its per-thread releases reports them
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
+
+#include "support/test_os.hpp"
 
 #include "frame/handle_layout.hpp"
 
@@ -25,7 +28,7 @@ extern "C" long FakeHostResizeCount();
 namespace {
 
 void print_env(const char* key) {
-  const char* v = std::getenv("KMP_DUPLICATE_LIB_OK");
+  const char* v = test::os::env("KMP_DUPLICATE_LIB_OK");
   std::printf("%s=%s\n", key, v != nullptr ? v : "(unset)");
 }
 
@@ -42,7 +45,7 @@ void** matrix(int32_t r, int32_t c, double value) {
 // One product through the library; its status says whether the core works.
 int call_product(void* lib) {
   using Fn = int32_t (*)(void**, void**, void**);
-  auto fn = reinterpret_cast<Fn>(dlsym(lib, "dMtrxMulH"));
+  auto fn = reinterpret_cast<Fn>(test::os::symbol(lib, "dMtrxMulH"));
   void** a = matrix(2, 2, 1.0);
   void** b = matrix(2, 2, 2.0);
   void** c = matrix(0, 0, 0.0);
@@ -60,38 +63,49 @@ int main(int argc, char** argv) {
   const std::string mode = argv[1];
   if (mode == "load") {
     print_env("before");
-    void* lib = dlopen(argv[2], RTLD_NOW | RTLD_LOCAL);
+    void* lib = test::os::open_library(argv[2]);
     std::printf("loaded=%d\n", lib != nullptr);
-    if (lib == nullptr) return 3;
+    if (lib == nullptr) {
+      std::printf("load_error=%s\n", test::os::load_error().c_str());
+      print_env("after");
+      return 3;
+    }
     print_env("during");
     call_product(lib);
-    dlclose(lib);
+    test::os::close_library(lib);
     print_env("after");
     return 0;
   }
-  void* lib = dlopen(argv[2], RTLD_NOW | RTLD_LOCAL);
+  void* lib = test::os::open_library(argv[2]);
   if (lib == nullptr) {
-    std::printf("dlopen failed: %s\n", dlerror());
+    std::printf("the library did not load: %s\n", argv[2]);
     return 3;
   }
   if (mode == "nohost") {
     call_product(lib);
   } else if (mode == "missing") {
     using Set = void (*)(void*);
-    reinterpret_cast<Set>(dlsym(lib, "SetZWRTModule"))(dlopen("libm.so.6", RTLD_NOW | RTLD_LOCAL));
+    reinterpret_cast<Set>(test::os::symbol(lib, "SetZWRTModule"))(
+        test::os::open_library(test::os::kForeignModule));
     call_product(lib);
   } else if (mode == "zwffrt" && argc > 3) {
-    void* host = dlopen((std::string(argv[3]) + "/zwffrt.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* host = test::os::open_library(std::string(argv[3]) + "/zwffrt" + test::os::kModuleSuffix);
     using Count = long (*)();
     call_product(lib);
-    std::printf("zwffrt_resizes=%ld\n", reinterpret_cast<Count>(dlsym(host, "FakeHostResizeCount"))());
+    std::printf("zwffrt_resizes=%ld\n", reinterpret_cast<Count>(test::os::symbol(host, "FakeHostResizeCount"))());
   } else if (mode == "main" && argc > 3) {
-    void* zwrt = dlopen(argv[3], RTLD_NOW | RTLD_LOCAL);
+    void* zwrt = test::os::open_library(argv[3]);
     using Count = int64_t (*)();
     call_product(lib);
     std::printf("main_resizes=%ld\n", FakeHostResizeCount());
     std::printf("zwrt_resizes=%ld\n",
-                static_cast<long>(reinterpret_cast<Count>(dlsym(zwrt, "ZwrtResizeCount"))()));
+                static_cast<long>(reinterpret_cast<Count>(test::os::symbol(zwrt, "ZwrtResizeCount"))()));
+  } else if (mode == "threads") {
+    for (int i = 0; i < 3; ++i) std::thread([] {}).join();
+    void* core = test::os::loaded_library((std::string("tarnx_core_140000") + test::os::kModuleSuffix).c_str());
+    using Count = long (*)();
+    auto count = reinterpret_cast<Count>(core != nullptr ? test::os::symbol(core, "CountingCoreFrees") : nullptr);
+    std::printf("thread_frees=%ld\n", count != nullptr ? count() : -1L);
   }
   return 0;
 }

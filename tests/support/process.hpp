@@ -1,11 +1,10 @@
 #pragma once
 // Runs a program in a fresh process and collects what it printed.
-#include <array>
-#include <cstdio>
 #include <map>
 #include <sstream>
 #include <string>
-#include <sys/wait.h>
+
+#include "support/test_os.hpp"
 
 namespace test {
 
@@ -27,16 +26,10 @@ struct ProcessResult {
 
 inline ProcessResult run_process(const std::string& command) {
   ProcessResult r;
-  FILE* p = popen((command + " 2>&1").c_str(), "r");
-  if (p == nullptr) return r;
-  std::array<char, 4096> buf;
-  std::size_t n;
-  while ((n = std::fread(buf.data(), 1, buf.size(), p)) > 0) r.output.append(buf.data(), n);
-  const int status = pclose(p);
-  r.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  r.exit_code = os::run_command(command, &r.output);
   return r;
 }
 
-inline std::string quote(const std::string& s) { return "'" + s + "'"; }
+inline std::string quote(const std::string& s) { return os::quote(s); }
 
 }  // namespace test
