@@ -11,6 +11,8 @@ std::string executable_dir();
 
 // Where a fresh build puts the library, relative to executable_dir().
 extern const char* const kDefaultLibrary;
+// The file name the library loads its numerical core from.
+extern const char* const kCoreFile;
 
 // Loads the library as a host does; null and a reason on failure.
 void* open_library(const std::string& path, std::string* error);

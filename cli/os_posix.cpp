@@ -11,6 +11,7 @@
 namespace tarnx::cli::os {
 
 const char* const kDefaultLibrary = "../lib/TARNX_LINALG.so";
+const char* const kCoreFile = "tarnx_core_140000.so";
 
 std::string executable_dir() {
   char path[4096];

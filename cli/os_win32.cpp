@@ -10,12 +10,24 @@ namespace tarnx::cli::os {
 
 // Every module of the Windows build lies in one directory, beside the program.
 const char* const kDefaultLibrary = "TARNX_LINALG.dll";
+const char* const kCoreFile = "tarnx_core_140000.dll";
 
 namespace {
 
 // Paths are UTF-8 on this side of the interface, UTF-16 on the loader's.
 std::wstring widen(const std::string& s) {
   return std::filesystem::path(std::u8string(s.begin(), s.end())).wstring();
+}
+
+std::string narrow(const std::wstring& s) {
+  const std::u8string u = std::filesystem::path(s).u8string();
+  return std::string(u.begin(), u.end());
+}
+
+std::string module_file(HMODULE module) {
+  wchar_t path[32768];
+  const DWORD n = GetModuleFileNameW(module, path, std::size(path));
+  return n == 0 || n >= std::size(path) ? std::string() : narrow(std::wstring(path, n));
 }
 
 std::string system_message(DWORD code) {
@@ -53,6 +65,24 @@ void* open_library(const std::string& path, std::string* error) {
 
 void* find_symbol(void* library, const char* name) {
   return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
+}
+
+std::string module_path(void* module) { return module_file(static_cast<HMODULE>(module)); }
+
+// A DLL carries no version note; the report falls back to the header's.
+std::string version_note(void*) { return ""; }
+
+std::string loaded_object_path(const std::string& file_name) {
+  HMODULE module = GetModuleHandleW(widen(file_name).c_str());
+  return module == nullptr ? std::string() : module_file(module);
+}
+
+// Only the module's own exports: a DLL's imports are not reachable by name.
+void* symbol_in_loaded(const std::string& path, const char* name, std::string* defined_in) {
+  HMODULE module = GetModuleHandleW(widen(path).c_str());
+  void* symbol = module == nullptr ? nullptr : reinterpret_cast<void*>(GetProcAddress(module, name));
+  if (defined_in != nullptr) *defined_in = symbol == nullptr ? std::string() : path;
+  return symbol;
 }
 
 // The process environment as the library sees and changes it; the C

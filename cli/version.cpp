@@ -8,10 +8,6 @@
 namespace tarnx::cli {
 namespace {
 
-// The file the library loads its core from; a core that another build put
-// there under the same name is reported all the same.
-constexpr const char* kCoreFile = "tarnx_core_140000.so";
-
 // What OpenBLAS can say about itself, looked up only when the loaded core
 // carries it, so that any other core dropped in is reported by path alone.
 using TextQuery = char* (*)();
@@ -26,9 +22,9 @@ std::string version_report(const Library& lib) {
   out += "library " + (version.empty() ? std::string("(no version recorded)") : version) + "  " +
          (lib_path.empty() ? lib.path : lib_path) + "\n";
 
-  const std::string core = os::loaded_object_path(kCoreFile);
+  const std::string core = os::loaded_object_path(os::kCoreFile);
   if (core.empty()) {
-    out += std::string("core    not loaded: the library found no ") + kCoreFile +
+    out += std::string("core    not loaded: the library found no ") + os::kCoreFile +
            " (every export that needs it answers -20999)\n";
     return out;
   }

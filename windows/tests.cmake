@@ -35,7 +35,7 @@ add_custom_command(TARGET fake_host POST_BUILD COMMAND ${CMAKE_COMMAND} -E copy
 foreach(probe load_probe host_probe)
   add_executable(${probe} ${TARNX_TESTS_DIR}/support/load_probe.cpp ${TARNX_TESTS_DIR}/support/fake_host.cpp
     ${TARNX_TESTS_DIR}/support/test_os_win32.cpp)
-  target_include_directories(${probe} PRIVATE ${CMAKE_SOURCE_DIR}/include ${TARNX_TESTS_DIR})
+  target_include_directories(${probe} PRIVATE ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/include ${TARNX_TESTS_DIR})
 endforeach()
 # The host probe is a main program that exports the host's functions itself.
 target_compile_definitions(host_probe PRIVATE PROBE_EXPORTS_HOST=1)

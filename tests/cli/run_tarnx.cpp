@@ -70,6 +70,13 @@ const fs::path& temp_dir() {
   return dir.path;
 }
 
+const char* const kModuleSuffix = ".so";
+
+// The programs go to bin/, the modules to lib/ beside it.
+std::string built_module(const std::string& name) {
+  return (std::filesystem::path(TARNX_CLI).parent_path() / "../lib" / (name + kModuleSuffix)).lexically_normal().string();
+}
+
 Outcome run_tarnx(const std::vector<std::string>& args, const std::string& input) {
   static int id = 100000;
   const Running r = start(args, input, ++id);

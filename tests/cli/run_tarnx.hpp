@@ -22,6 +22,12 @@ std::vector<Outcome> run_all(const std::vector<std::vector<std::string>>& comman
 // A file in a fresh temporary directory, removed with the directory at exit.
 std::string temp_file(const std::string& name, const std::string& content);
 
+// A module the build made (the host stand-in "zwrt", say), by its name
+// without the system's ending, where this system's build puts it.
+std::string built_module(const std::string& name);
+// The ending of a module's file name on this system.
+extern const char* const kModuleSuffix;
+
 // Lines of a text, without the newlines.
 std::vector<std::string> lines_of(const std::string& text);
 

@@ -111,6 +111,13 @@ const fs::path& temp_dir() {
   return dir.path;
 }
 
+const char* const kModuleSuffix = ".dll";
+
+// Every module of the Windows build lies beside the programs.
+std::string built_module(const std::string& name) {
+  return (std::filesystem::path(TARNX_CLI).parent_path() / (name + kModuleSuffix)).string();
+}
+
 Outcome run_tarnx(const std::vector<std::string>& args, const std::string& input) {
   static int id = 100000;
   return finish(start(args, input, ++id));
