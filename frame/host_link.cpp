@@ -144,9 +144,17 @@ void QSort(void* base, int32_t count, int32_t element_size, QSortCompare compare
 
 }  // namespace tarnx::host
 
-// The two hooks are one empty routine under two names.
+// The two hooks are one empty routine under two names. g++ (mingw's at
+// least) wants the alias to carry the nothrow its target has implicitly;
+// clang refuses an attribute the header's declaration does not have.
+#if defined(__clang__)
+#define TARNX_HOOK_ALIAS __attribute__((alias("SetZWRTModuleHook")))
+#else
+#define TARNX_HOOK_ALIAS __attribute__((nothrow, alias("SetZWRTModuleHook")))
+#endif
 extern "C" TARNX_API void SetZWRTModuleHook(void) {}
-extern "C" TARNX_API void SetZWRTTLSIndexHook(void) __attribute__((nothrow, alias("SetZWRTModuleHook")));
+extern "C" TARNX_API void SetZWRTTLSIndexHook(void) TARNX_HOOK_ALIAS;
+#undef TARNX_HOOK_ALIAS
 
 extern "C" TARNX_API void SetZWRTModule(void* module) {
   tarnx::host::runtime_module.store(module, std::memory_order_release);
