@@ -8,23 +8,12 @@ import warnings
 import numpy as np
 import scipy.linalg as sl
 
-from framework import (TYPES, check_eigenvalues, check_unitary, cond2, eigen_conditions, eps, fro, is_complex,
-                       per_type, wide)
-
-
-def ill_cond(t):
-    return 1e3 if t in "sc" else 1e8
-
+from framework import (TYPES, check_eigenvalues, check_unitary, cond2, eigen_conditions, eps, fro, ill_cond,
+                       is_complex, per_type, shaped_inputs, wide)
 
 def square_inputs(run, t, sizes=(1, 4, 40)):
     """(label, matrix): random squares of each size and one ill-conditioned one."""
     out = [(f"{n}x{n}", run.rand(t, n, n)) for n in sizes]
-    out.append((f"6x6 cond {ill_cond(t):g}", run.conditioned(t, 6, ill_cond(t))))
-    return out
-
-
-def shaped_inputs(run, t):
-    out = [(f"{m}x{n}", run.rand(t, m, n)) for m, n in [(1, 1), (4, 4), (5, 3), (3, 5), (40, 40)]]
     out.append((f"6x6 cond {ill_cond(t):g}", run.conditioned(t, 6, ill_cond(t))))
     return out
 

@@ -3,13 +3,9 @@ pseudo-inverse and least squares. Tolerances grow with the condition number
 of the problem, computed from the reference's singular values."""
 import numpy as np
 
-from framework import TYPES, cond2, eps, fro, wide
+from framework import TYPES, cond2, eps, fro, ill_cond, per_type, shaped_inputs, wide
 
 GENERAL, POSDEF, LOWER, UPPER = 0, 1, 2, 3
-
-
-def ill_cond(t):
-    return 1e3 if t in "sc" else 1e8
 
 
 def typed_matrix(run, t, kind, n, ill=False):
@@ -121,20 +117,16 @@ def linear_systems(run):
 
 def condition_number(run):
     refs = {0: 2, 1: 1, 2: "fro", 3: np.inf}
-    for t in "sdcz":
-        e = eps(t)
-        inputs = [(f"{m}x{n}", run.rand(t, m, n)) for m, n in [(1, 1), (4, 4), (5, 3), (3, 5), (40, 40)]]
-        inputs.append((f"6x6 cond {ill_cond(t):g}", run.conditioned(t, 6, ill_cond(t))))
-        for label, a in inputs:
-            m, n = a.shape
-            for kind, p in refs.items():
-                if kind and m != n:
-                    continue
-                with run.case(f"{t}CondNumberH", f"{label} normType={kind}") as c:
-                    r = run.call(f"{t}CondNumberH", A=a, normType=kind)
-                    c.status(r)
-                    want = np.linalg.cond(wide(a), p)
-                    c.close("condition number", r["result"], want, 20 * max(m, n) * e * cond2(a))
+    for t, e, label, a in per_type(run, shaped_inputs):
+        m, n = a.shape
+        for kind, p in refs.items():
+            if kind and m != n:
+                continue
+            with run.case(f"{t}CondNumberH", f"{label} normType={kind}") as c:
+                r = run.call(f"{t}CondNumberH", A=a, normType=kind)
+                c.status(r)
+                want = np.linalg.cond(wide(a), p)
+                c.close("condition number", r["result"], want, 20 * max(m, n) * e * cond2(a))
 
 
 def rank(run):

@@ -159,6 +159,19 @@ class Run:
         return a.astype(TYPES[t])
 
 
+def ill_cond(t):
+    """The condition of the ill-conditioned inputs, within reach of the type."""
+    return 1e3 if t in "sc" else 1e8
+
+
+def shaped_inputs(run, t):
+    """(label, matrix): random matrices of every orientation and one
+    ill-conditioned square."""
+    out = [(f"{m}x{n}", run.rand(t, m, n)) for m, n in [(1, 1), (4, 4), (5, 3), (3, 5), (40, 40)]]
+    out.append((f"6x6 cond {ill_cond(t):g}", run.conditioned(t, 6, ill_cond(t))))
+    return out
+
+
 def per_type(run, inputs):
     """(type letter, its ε, label, input) over the four element types and the
     labelled inputs that `inputs(run, t)` makes for each."""

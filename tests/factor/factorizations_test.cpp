@@ -1,7 +1,7 @@
-// Cholesky, LU, QR and SVD through the exports. Results are judged by
-// residuals and orthogonality computed here in complex float64 with plain
-// loops, by closed forms, and by the contract around them: shapes, statuses,
-// the order of checks, emptied outputs and scratch handles.
+// Cholesky, LU, QR and SVD through the exports: closed forms, and the
+// contract around them that the comparison with the reference cannot see:
+// the order of checks, which handles a path needs, the triangle that is
+// read, and outputs of the right shape kept as they are.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -32,31 +32,6 @@ TARNX_TEST_FACTOR(c, cfloat)
 TARNX_TEST_FACTOR(z, cdouble)
 #undef TARNX_TEST_FACTOR
 
-// A row-major matrix in complex float64 with its size, over the tests'
-// reference arithmetic.
-struct Dense {
-  int r, c;
-  std::vector<Z> a;
-  Dense(int rows, int cols) : r(rows), c(cols), a(static_cast<std::size_t>(rows) * cols) {}
-  Dense(int rows, int cols, std::vector<Z> values) : r(rows), c(cols), a(std::move(values)) {}
-  Z& operator()(int i, int j) { return a[static_cast<std::size_t>(i) * c + j]; }
-  Z operator()(int i, int j) const { return a[static_cast<std::size_t>(i) * c + j]; }
-};
-template <class T> Dense dense(int r, int c, const std::vector<T>& v) { return Dense(r, c, widen_to<Z>(v)); }
-template <class T> Dense dense(H h) { return dense(rows(h), cols(h), matrix_values<T>(h)); }
-Dense operator*(const Dense& x, const Dense& y) { return Dense(x.r, y.c, multiply(x.a, y.a, x.r, x.c, y.c)); }
-Dense adjoint(const Dense& x) { return Dense(x.c, x.r, test::adjoint(x.a, x.r, x.c)); }
-double norm(const Dense& x) { return frobenius(x.a); }
-double distance(const Dense& x, const Dense& y) {
-  return x.r == y.r && x.c == y.c ? test::distance(x.a, y.a) : INFINITY;
-}
-// ||Q^H Q - I||: zero for orthonormal columns.
-double orthogonality_error(const Dense& q) {
-  Dense g = adjoint(q) * q;
-  for (int i = 0; i < q.c; ++i) g(i, i) -= 1.0;
-  return norm(g);
-}
-
 template <class T> class FactorizationsTest : public ::testing::Test {
  protected:
   using R = RealOf<T>;
@@ -64,18 +39,6 @@ template <class T> class FactorizationsTest : public ::testing::Test {
   H e() { return host.empty(); }
   H random(int m, int n, unsigned seed) {
     return host.template matrix<T>(m, n, random_values<T>(static_cast<std::size_t>(m) * n, seed));
-  }
-  // A random m x n input: its handle, its values as passed, and the same
-  // values in the reference arithmetic.
-  struct Input {
-    H a;
-    std::vector<T> before;
-    Dense A;
-  };
-  Input random_input(int m, int n, unsigned seed) {
-    H a = random(m, n, seed);
-    std::vector<T> before = matrix_values<T>(a);
-    return {a, before, dense(m, n, before)};
   }
   // A small multiple of n epsilon: what a backward-stable factorization of an
   // order-n problem may leave behind.
@@ -106,25 +69,6 @@ template <class T> class FactorizationsTest : public ::testing::Test {
     else v[2] = x;
     return host.template matrix<T>(2, 2, v);
   }
-  // Runs `call` on fresh handles with the first, second, ... resize failing
-  // until it succeeds: each failure must be -20001 with every handle empty.
-  template <class Call> void each_failed_resize(int nm, int nv, Call call) {
-    for (int nth = 1; nth < 100; ++nth) {
-      std::vector<H> m(nm), v(nv);
-      for (H& h : m) h = e();
-      for (H& h : v) h = e();
-      int32_t status;
-      {
-        FailNthResize fail(nth);
-        status = call(m, v);
-      }
-      if (status >= 0) return;
-      EXPECT_EQ(status, -20001) << "resize " << nth;
-      for (H h : m) expect_shape(h, 0, 0);
-      for (H h : v) EXPECT_EQ(length(h), 0);
-    }
-    ADD_FAILURE() << "never succeeded";
-  }
   template <class Call> static int64_t resizes(Call call) {
     const int64_t before = ZwrtResizeCount();
     call();
@@ -133,53 +77,7 @@ template <class T> class FactorizationsTest : public ::testing::Test {
 };
 TYPED_TEST_SUITE(FactorizationsTest, ElementTypes);
 
-struct Shape {
-  int m, n;
-};
-constexpr Shape kShapes[] = {{1, 1}, {1, 5}, {5, 1}, {6, 6}, {9, 4}, {4, 9}, {60, 45}, {45, 60}, {200, 200}};
-
 // ---- SVD -----------------------------------------------------------------------------------
-
-TYPED_TEST(FactorizationsTest, SvdResidualsAndOrthogonality) {
-  using T = TypeParam;
-  using R = RealOf<T>;
-  unsigned seed = 10;
-  for (auto [m, n] : kShapes) {
-    const int k = std::min(m, n);
-    const auto [a, a_before, A] = this->random_input(m, n, ++seed);
-    for (int mode : {0, 1}) {
-      SCOPED_TRACE(::testing::Message() << m << " x " << n << " mode " << mode);
-      H u = this->e(), s = this->e(), v = this->e(), w = this->e(), rw = this->e(), iw = this->e();
-      ASSERT_EQ(Factor<T>::svd(a, 0, mode, u, s, v, w, rw, iw), 0);
-      const int pu = mode == 1 ? m : k, pv = mode == 1 ? n : k;
-      this->expect_shape(u, m, pu);
-      this->expect_shape(v, n, pv);
-      ASSERT_EQ(length(s), k);
-      const auto sv = vector_values<R>(s);
-      EXPECT_TRUE(std::is_sorted(sv.rbegin(), sv.rend()) && sv.back() >= 0) << "non-negative, non-increasing";
-      Dense sigma(pu, pv);
-      for (int i = 0; i < k; ++i) sigma(i, i) = sv[i];
-      const Dense U = dense<T>(u), V = dense<T>(v);
-      EXPECT_LE(distance(U * sigma * adjoint(V), A) / norm(A), this->tol(std::max(m, n)));
-      EXPECT_LE(orthogonality_error(U), this->tol(m));
-      EXPECT_LE(orthogonality_error(V), this->tol(n));
-      this->expect_emptied({}, {w, rw, iw});
-
-      // Values only: the same spectrum, its squares summing to ||A||^2.
-      ASSERT_EQ(Factor<T>::svd(a, 1, mode, u, s, v, w, rw, iw), 0);
-      this->expect_emptied({u, v}, {w, rw, iw});
-      ASSERT_EQ(length(s), k);
-      double squares = 0;
-      for (int i = 0; i < k; ++i) {
-        const double x = vector_data<R>(s)[i];
-        squares += x * x;
-        EXPECT_NEAR(x, sv[i], this->tol(std::max(m, n)) * sv[0]);
-      }
-      EXPECT_NEAR(std::sqrt(squares), norm(A), this->tol(std::max(m, n)) * norm(A));
-    }
-    EXPECT_EQ(matrix_values<T>(a), a_before) << "A is only read";
-  }
-}
 
 TYPED_TEST(FactorizationsTest, SvdClosedFormsAndContract) {
   using T = TypeParam;
@@ -216,16 +114,10 @@ TYPED_TEST(FactorizationsTest, SvdClosedFormsAndContract) {
     expect_failure(svd(this->holding(bad), 1, 0), -20068);
   }
   for (R fine : this->accepted()) EXPECT_EQ(svd(this->holding(fine), 1, 0), 0) << fine;
-  // Null scratch: the real workspace matters only to complex types.
-  expect_failure(Factor<T>::svd(a, 0, 0, u, s, v, nullptr, rw, iw), -20999);
-  expect_failure(Factor<T>::svd(a, 1, 0, u, s, v, w, rw, nullptr), -20999);
+  // The real workspace matters only to complex types.
   if constexpr (is_complex<T>) expect_failure(Factor<T>::svd(a, 0, 0, u, s, v, w, nullptr, iw), -20999);
   else EXPECT_EQ(Factor<T>::svd(a, 0, 0, u, s, v, w, nullptr, iw), 0);
 
-  for (int values_only : {0, 1})
-    this->each_failed_resize(2, 4, [&](auto& m, auto& x) {
-      return Factor<T>::svd(a, values_only, 1, m[0], x[0], m[1], x[1], x[2], x[3]);
-    });
   // The real workspace is the complex types' alone: a real type's call, even
   // a failed one, hands it back exactly as it came.
   for (int values_only : {0, 1}) {
@@ -246,46 +138,21 @@ TYPED_TEST(FactorizationsTest, SvdClosedFormsAndContract) {
 
 // ---- Cholesky -------------------------------------------------------------------------------
 
-TYPED_TEST(FactorizationsTest, CholeskyRebuildsAFromOneTriangle) {
+TYPED_TEST(FactorizationsTest, CholeskyReadsOnlyItsTriangle) {
   using T = TypeParam;
-  unsigned seed = 40;
-  for (int n : {1, 2, 5, 33, 150}) {
-    // B B^H + n I: Hermitian positive definite and well conditioned.
-    const Dense b = dense(n, n, random_values<T>(static_cast<std::size_t>(n) * n, ++seed));
-    const Dense bb = b * adjoint(b);
-    std::vector<T> av(bb.a.size());
-    for (int i = 0; i < n; ++i)
-      for (int j = 0; j < n; ++j) {
-        const Z x = bb(i, j) + (i == j ? double(n) : 0.0);
-        if constexpr (is_complex<T>) av[i * n + j] = T(x.real(), x.imag());
-        else av[i * n + j] = T(x.real());
-      }
-    const Dense A = dense(n, n, av);
-    for (int kind : {0, 1}) {
-      SCOPED_TRACE(::testing::Message() << "n " << n << " kind " << kind);
-      auto other_triangle = [&](int i, int j) { return kind == 0 ? j > i : j < i; };
-      H a = this->host.template matrix<T>(n, n, av);
-      ASSERT_EQ(Factor<T>::chol(a, kind), 0);
-      const auto f = matrix_values<T>(a);
-      for (int i = 0; i < n; ++i) {
-        EXPECT_TRUE(std::real(f[i * n + i]) > 0 && std::imag(f[i * n + i]) == 0);
-        for (int j = 0; j < n; ++j) {
-          if (other_triangle(i, j)) {
-            ASSERT_TRUE(same_bits(f[i * n + j], T(0))) << i << "," << j;
-          }
-        }
-      }
-      const Dense F = dense(n, n, f);
-      EXPECT_LE(distance(kind == 0 ? F * adjoint(F) : adjoint(F) * F, A) / norm(A), this->tol(n));
-      // Only the factor's triangle is read: NaN in the other changes nothing.
-      auto dirty = av;
-      for (int i = 0; i < n; ++i)
-        for (int j = 0; j < n; ++j)
-          if (other_triangle(i, j)) dirty[i * n + j] = T(NAN);
-      H d = this->host.template matrix<T>(n, n, dirty);
-      ASSERT_EQ(Factor<T>::chol(d, kind), 0);
-      EXPECT_EQ(std::memcmp(matrix_data<T>(d), f.data(), sizeof(T) * f.size()), 0);
-    }
+  const std::vector<T> av{T(4), T(2), T(1), T(2), T(5), T(3), T(1), T(3), T(6)};
+  for (int kind : {0, 1}) {
+    // NaN in the triangle the factor does not use is neither screened nor
+    // read, and comes back as exact zeros.
+    auto unread = [kind](int k) { return kind == 0 ? k % 3 > k / 3 : k % 3 < k / 3; };
+    auto dirty = av;
+    for (int k = 0; k < 9; ++k) dirty[k] = unread(k) ? T(NAN) : av[k];
+    H clean = this->host.template matrix<T>(3, 3, av), d = this->host.template matrix<T>(3, 3, dirty);
+    ASSERT_EQ(Factor<T>::chol(clean, kind), 0);
+    ASSERT_EQ(Factor<T>::chol(d, kind), 0);
+    const auto f = matrix_values<T>(d);
+    EXPECT_EQ(std::memcmp(matrix_data<T>(clean), f.data(), sizeof(T) * f.size()), 0) << kind;
+    for (int k = 0; k < 9; ++k) EXPECT_TRUE(!unread(k) || same_bits(f[k], T(0))) << k;
   }
 
   // Every failure loses the input; shape is checked before emptiness, and
@@ -305,51 +172,6 @@ TYPED_TEST(FactorizationsTest, CholeskyRebuildsAFromOneTriangle) {
 
 // ---- LU -------------------------------------------------------------------------------------
 
-TYPED_TEST(FactorizationsTest, LuFactorsTheRowPermutedMatrix) {
-  using T = TypeParam;
-  unsigned seed = 60;
-  for (auto [m, n] : kShapes) {
-    SCOPED_TRACE(::testing::Message() << m << " x " << n);
-    const int k = std::min(m, n);
-    H a = this->random(m, n, ++seed);
-    const auto a_before = matrix_values<T>(a);
-    H l = this->e(), u = this->e(), p = this->e(), piv = this->e(), w = this->e(), perm = this->e();
-    ASSERT_EQ(Factor<T>::lu(a, l, u, p, piv, w, perm), 0);
-    this->expect_shape(l, m, k);
-    this->expect_shape(u, k, n);
-    this->expect_shape(p, m, m);
-    ASSERT_EQ(length(piv), m);
-    this->expect_emptied({}, {w, perm});
-    EXPECT_EQ(matrix_values<T>(a), a_before);
-
-    // The interchanges, replayed here, give the row order of P A.
-    const auto pivots = vector_values<int32_t>(piv);
-    std::vector<int> order(m);
-    for (int i = 0; i < m; ++i) order[i] = i;
-    for (int i = 0; i < m; ++i) {
-      ASSERT_TRUE(i < k ? pivots[i] >= i && pivots[i] < m : pivots[i] == i) << i;
-      if (i < k) std::swap(order[i], order[pivots[i]]);
-    }
-    const auto pv = matrix_values<int32_t>(p);
-    for (int i = 0; i < m; ++i)
-      for (int j = 0; j < m; ++j) ASSERT_EQ(pv[i * m + j], j == order[i] ? 1 : 0);
-
-    // Unit lower L with multipliers bounded by pivoting (complex pivots are
-    // chosen by |re| + |im|, which allows up to sqrt 2); U upper.
-    const auto lv = matrix_values<T>(l), uv = matrix_values<T>(u);
-    for (int i = 0; i < m; ++i)
-      for (int j = 0; j < k; ++j) {
-        const T x = lv[i * k + j];
-        if (j >= i) ASSERT_TRUE(same_bits(x, T(j == i ? 1 : 0)));
-        else ASSERT_LE(std::abs(x), (is_complex<T> ? std::sqrt(2.0) : 1.0) + 1e-6);
-      }
-    for (int i = 0; i < k; ++i)
-      for (int j = 0; j < i; ++j) ASSERT_TRUE(same_bits(uv[i * n + j], T(0)));
-    const Dense A = dense(m, n, a_before);
-    EXPECT_LE(distance(dense(m, m, pv) * A, dense(m, k, lv) * dense(k, n, uv)) / norm(A), this->tol(std::max(m, n)));
-  }
-}
-
 TYPED_TEST(FactorizationsTest, LuClosedFormsWarningAndContract) {
   using T = TypeParam;
   H l = this->e(), u = this->e(), p = this->e(), piv = this->e(), w = this->e(), perm = this->e();
@@ -368,7 +190,9 @@ TYPED_TEST(FactorizationsTest, LuClosedFormsWarningAndContract) {
   expect_lu({T(1), T(0), T(0), T(1)}, std::vector<T>(4), {1, 0, 0, 1}, {0, 1});
   const std::vector<T> rank2{T(1), T(2), T(3), T(2), T(4), T(6), T(1), T(0), T(1)};
   ASSERT_EQ(lu(3, 3, rank2), 20003);
-  EXPECT_LE(distance(dense(3, 3, matrix_values<int32_t>(p)) * dense(3, 3, rank2), dense<T>(l) * dense<T>(u)), this->tol(3) * 10);
+  const auto pa = multiply(widen_to<Z>(matrix_values<int32_t>(p)), widen_to<Z>(rank2), 3, 3, 3);
+  EXPECT_LE(distance(pa, multiply(widen_to<Z>(matrix_values<T>(l)), widen_to<Z>(matrix_values<T>(u)), 3, 3, 3)),
+            this->tol(3) * 10);
 
   H a = this->random(4, 3, 7);
   auto expect_failure = [&](int32_t status, int32_t want) {
@@ -378,63 +202,11 @@ TYPED_TEST(FactorizationsTest, LuClosedFormsWarningAndContract) {
   };
   ASSERT_EQ(Factor<T>::lu(a, l, u, p, piv, w, perm), 0);
   expect_failure(lu(3, 0, {}), -20003);
-  expect_failure(Factor<T>::lu(a, l, u, p, piv, nullptr, perm), -20999);
-  expect_failure(Factor<T>::lu(a, l, u, p, piv, w, nullptr), -20999);
-  this->each_failed_resize(3, 3, [&](auto& m, auto& x) { return Factor<T>::lu(a, m[0], m[1], m[2], x[0], x[1], x[2]); });
   const int64_t fresh = this->resizes([&] { Factor<T>::lu(a, this->e(), this->e(), this->e(), this->e(), w, perm); });
   EXPECT_EQ(fresh - this->resizes([&] { Factor<T>::lu(a, l, u, p, piv, w, perm); }), 4) << "outputs of the right shape are kept";
 }
 
 // ---- QR -------------------------------------------------------------------------------------
-
-TYPED_TEST(FactorizationsTest, QrFactorsEveryShapeInEveryMode) {
-  using T = TypeParam;
-  unsigned seed = 80;
-  for (auto [m, n] : kShapes) {
-    const int k = std::min(m, n);
-    const auto [a, a_before, A] = this->random_input(m, n, ++seed);
-    for (int pivoting : {0, 1})
-      for (int mode : {0, 1, 2}) {
-        SCOPED_TRACE(::testing::Message() << m << " x " << n << " pivoting " << pivoting << " mode " << mode);
-        H q = this->e(), r = this->e(), w = this->e(), rw = this->e();
-        H p = this->host.template matrix<int32_t>(1, 1, {7}), piv = this->host.template vector<int32_t>({7});
-        ASSERT_EQ(Factor<T>::qr(a, q, r, p, piv, pivoting, mode, w, rw), 0);
-        const int r_rows = mode == 0 ? m : k;
-        this->expect_shape(q, mode == 2 ? 0 : m, mode == 0 ? m : mode == 1 ? k : 0);
-        this->expect_shape(r, r_rows, n);
-        this->expect_emptied({}, {w, rw});
-        EXPECT_EQ(matrix_values<T>(a), a_before);
-        const auto rv = matrix_values<T>(r);
-        for (int i = 0; i < r_rows; ++i)
-          for (int j = 0; j < std::min(i, n); ++j) ASSERT_TRUE(same_bits(rv[i * n + j], T(0)));
-
-        Dense AP = A;  // A P, with P checked against the pivot list
-        if (pivoting == 0) {
-          this->expect_emptied({p}, {piv});
-        } else {
-          this->expect_shape(p, n, n);
-          ASSERT_EQ(length(piv), n);
-          const auto pivots = vector_values<int32_t>(piv);
-          const auto pv = matrix_values<int32_t>(p);
-          std::vector<int> seen(n);
-          for (int j = 0; j < n; ++j) {
-            ASSERT_TRUE(pivots[j] >= 0 && pivots[j] < n && seen[pivots[j]]++ == 0) << "a permutation";
-            for (int i = 0; i < n; ++i) ASSERT_EQ(pv[i * n + j], i == pivots[j] ? 1 : 0);
-          }
-          AP = A * dense(n, n, pv);
-          for (int i = 1; i < k; ++i) EXPECT_LE(std::abs(rv[i * n + i]), std::abs(rv[(i - 1) * n + i - 1]) * (1 + 1e-5));
-        }
-        const Dense R = dense(r_rows, n, rv);
-        if (mode == 2) {  // R alone: R^H R = (A P)^H (A P), whatever Q was
-          EXPECT_LE(distance(adjoint(R) * R, adjoint(AP) * AP) / (norm(A) * norm(A)), this->tol(std::max(m, n)));
-        } else {
-          const Dense Q = dense<T>(q);
-          EXPECT_LE(orthogonality_error(Q), this->tol(m));
-          EXPECT_LE(distance(Q * R, AP) / norm(A), this->tol(std::max(m, n)));
-        }
-      }
-  }
-}
 
 TYPED_TEST(FactorizationsTest, QrClosedFormsAndContract) {
   using T = TypeParam;
@@ -457,11 +229,10 @@ TYPED_TEST(FactorizationsTest, QrClosedFormsAndContract) {
   for (int pivoting : {0, 1}) {
     for (R bad : this->refused()) expect_failure(qr(this->holding(bad), pivoting, 2), -20068);
     for (R fine : this->accepted()) EXPECT_EQ(qr(this->holding(fine), pivoting, 2), 0) << fine;
-    expect_failure(Factor<T>::qr(a, q, r, p, piv, pivoting, 1, nullptr, rw), -20999);
-    this->each_failed_resize(3, 3, [&](auto& m, auto& x) {
-      return Factor<T>::qr(a, m[0], m[1], m[2], x[0], pivoting, 0, x[1], x[2]);
-    });
   }
+  // Without pivoting, P and the pivots a pivoting call filled are emptied.
+  ASSERT_EQ(qr(a, 0, 0), 0);
+  this->expect_emptied({p}, {piv});
   // The real workspace is needed only by complex pivoting: every other call
   // hands it back exactly as it came, pivoting's empty.
   for (int pivoting : {0, 1}) {

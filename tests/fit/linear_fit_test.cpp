@@ -1,5 +1,6 @@
-// Linear fit through the exports: closed-form and plain-loop references, the
-// weight rules, and what a call leaves behind on success and on failure.
+// Linear fit through the exports: scale-free weights, robust lines, exact
+// small cases, the stopping rules, the weight rules, and what a call leaves
+// behind on success and on failure.
 #include <cmath>
 #include <limits>
 
@@ -69,37 +70,6 @@ template <class T> class LinearFitTest : public ::testing::Test {
 };
 using FitTypes = ::testing::Types<float, double>;
 TYPED_TEST_SUITE(LinearFitTest, FitTypes);
-
-TYPED_TEST(LinearFitTest, LeastSquaresMatchesClosedForm) {
-  using T = TypeParam;
-  const int n = 40;
-  auto x = random_values<T>(n, 3), y = random_values<T>(n, 4), w = random_values<T>(n, 5);
-  for (auto& v : x) v = T(v * 5 + 3);  // off-centre x, where raw sums lose digits
-  for (bool weighted : {false, true}) {
-    // Raw weighted sums in long double; negative weights count by magnitude.
-    long double sw = 0, sx = 0, sy = 0, sxx = 0, sxy = 0;
-    for (int i = 0; i < n; ++i) {
-      const long double v = weighted ? std::fabs(static_cast<long double>(w[i])) : 1.0L;
-      sw += v, sx += v * x[i], sy += v * y[i], sxx += v * x[i] * x[i], sxy += v * x[i] * y[i];
-    }
-    const long double slope = (sy * sx - sw * sxy) / (sx * sx - sw * sxx), intercept = (sy - slope * sx) / sw;
-    long double residue = 0;
-    for (int i = 0; i < n; ++i) {
-      const long double r = slope * x[i] + intercept - y[i];
-      residue += (weighted ? std::fabs(static_cast<long double>(w[i])) : 1.0L) * r * r;
-    }
-    residue /= n;
-    const Outcome o = this->fit(y, x, weighted ? w : std::vector<T>{}, 0, 7);
-    ASSERT_EQ(o.status, 0);
-    this->expect_line(o, double(slope), double(intercept), 1e-12);
-    EXPECT_NEAR(o.residue, double(residue), 1e-12 * double(residue));
-    EXPECT_EQ(o.iterations, 0);
-    EXPECT_EQ(o.work_length, 0);
-    const auto got = this->fitted();
-    ASSERT_EQ(got.size(), std::size_t(n));
-    for (int i = 0; i < n; ++i) EXPECT_NEAR(got[i], double(slope * x[i] + intercept), 4 * epsilon<T>() * 20);
-  }
-}
 
 TYPED_TEST(LinearFitTest, WeightsAreScaleFree) {
   using T = TypeParam;

@@ -85,16 +85,4 @@ TYPED_TEST(ElementOffset, ResultsLandWhereTheHostLooks) {
   EXPECT_EQ(length(y), 2);
 }
 
-TEST(Resize, FailedResizeEmptiesOutputAndLeavesNoHandle) {
-  Host host;
-  ZwArrayHandle a = host.matrix<double>(2, 2, {1, 2, 3, 4});
-  for (int32_t (*fn)(ZwArrayHandle, ZwArrayHandle, ZwArrayHandle) : {dMtrxMulH, dKronProdH}) {
-    ZwArrayHandle c = host.filled<double>(3, 3, 1.0);
-    FailNthResize fail(1);
-    EXPECT_EQ(fn(a, a, c), -20001);
-    EXPECT_EQ(rows(c), 0);
-    EXPECT_EQ(cols(c), 0);
-  }
-}
-
 }  // namespace

@@ -1,4 +1,5 @@
-// Linear systems through the exports, checked by the residual A X - B.
+// Linear systems through the exports: the checks in their order, the
+// triangle each kind screens and reads, and the scratch each solver uses.
 #include "solve/reference.hpp"
 
 namespace {
@@ -24,34 +25,6 @@ template <class T> class LinearSystemsTest : public SolveFixture<T> {
   }
 };
 TYPED_TEST_SUITE(LinearSystemsTest, ElementTypes);
-
-TYPED_TEST(LinearSystemsTest, ResidualIsSmallForEveryMatrixTypeAndOneOrManyRightHandSides) {
-  using T = TypeParam;
-  for (int32_t type : {kGeneral, kPositiveDefinite, kLower, kUpper}) {
-    for (int n : {1, 2, 5, 64, 200}) {
-      const unsigned seed = 100 * type + n;
-      // What is given, and the matrix the selector says it stands for. The
-      // ignored triangle holds noise, NaN for the triangular kinds.
-      std::vector<T> given = random_values<T>(n * n, seed), meant = given;
-      if (type == kPositiveDefinite) meant = from_lower(given = positive_definite_matrix<T>(n, seed, true), n);
-      if (type >= kLower) meant = triangle_of(given = triangular_matrix<T>(n, type == kLower, seed, nan_of<T>), n, type == kLower);
-      ZwArrayHandle a = this->mat(n, n, given);
-      for (int k : {1, 3}) {
-        const auto bv = random_values<T>(n * k, seed + 1);
-        ZwArrayHandle b = k == 1 ? this->vec(bv) : this->mat(n, k, bv), out = this->host.empty();
-        ASSERT_EQ(k == 1 ? Solve<T>::eq(a, b, type, out, this->work, this->pivots)
-                         : Solve<T>::eq_set(a, b, type, out, this->work, this->pivots), 0);
-        const auto xv = k == 1 ? vector_values<T>(out) : matrix_values<T>(out);
-        ASSERT_EQ(rows(out), n);
-        ASSERT_EQ(xv.size(), std::size_t(n * k));
-        EXPECT_LE(scaled_residual(meant, xv, bv, n, k), 4.0) << "type " << type << ", n = " << n << ", k = " << k;
-        EXPECT_TRUE(same_values(k == 1 ? vector_values<T>(b) : matrix_values<T>(b), bv)) << "B is never written";
-        this->expect_scratch_empty();
-      }
-      EXPECT_TRUE(same_values(matrix_values<T>(a), given)) << "A is never written";
-    }
-  }
-}
 
 TYPED_TEST(LinearSystemsTest, ChecksComeInTheirOrder) {
   using T = TypeParam;
@@ -97,16 +70,12 @@ TYPED_TEST(LinearSystemsTest, OnlyTheNamedTriangleIsScreenedAndUsed) {
   EXPECT_EQ(this->solve(this->mat(2, 2, {2, 0, 0, 4}), this->vec({2, 4}), kGeneral), (std::vector<T>{1, 1}));
 }
 
-TYPED_TEST(LinearSystemsTest, SingularIndefiniteAndOutOfMemoryEmptyX) {
+TYPED_TEST(LinearSystemsTest, SingularAndIndefiniteEmptyX) {
   using T = TypeParam;
   this->solve(this->mat(2, 2, {1, 2, 2, 4}), this->vec({1, 1}), kGeneral, -20041);
   this->solve(this->mat(2, 2, {1, 0, 1, 0}), this->vec({1, 1}), kLower, -20041);
   this->solve(this->mat(2, 2, {1, 2, 2, 1}), this->vec({1, 1}), kPositiveDefinite, -20071);
   ZwArrayHandle a = this->mat(4, 4, random_values<T>(16, 6)), b = this->vec({1, 2, 3, 4});
-  for (int nth : {1, 2, 3}) {  // X, the workspace, the pivots
-    FailNthResize fail(nth);
-    this->solve(a, b, kGeneral, -20001);
-  }
   // An X of the right length is not resized: only the workspace and the
   // pivots are sized and emptied again.
   this->x = this->vec(std::vector<T>(4));

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <numeric>
 
 #include "support/reference.hpp"
 
@@ -18,6 +17,11 @@ template <class T> struct Solve;
     static int32_t inv(ZwArrayHandle a, int32_t m, ZwArrayHandle w, ZwArrayHandle p) { return t##InvMtrxH(a, m, w, p); } \
     static int32_t eq(ZwArrayHandle a, ZwArrayHandle b, int32_t m, ZwArrayHandle x, ZwArrayHandle w, ZwArrayHandle p) { return t##LinEqH(a, b, m, x, w, p); } \
     static int32_t eq_set(ZwArrayHandle a, ZwArrayHandle b, int32_t m, ZwArrayHandle x, ZwArrayHandle w, ZwArrayHandle p) { return t##LinEqSetH(a, b, m, x, w, p); } \
+    template <class... A> static int32_t cond(A... a) { return t##CondNumberH(a...); }                 \
+    template <class... A> static int32_t rank(A... a) { return t##RankH(a...); }                       \
+    template <class... A> static int32_t pinv(A... a) { return t##PseudoInvMtrxH(a...); }              \
+    template <class... A> static int32_t ls(A... a) { return t##LSEqH(a...); }                         \
+    template <class... A> static int32_t ls_set(A... a) { return t##LSEqSetH(a...); }                  \
   };
 TARNX_TEST_SOLVE(s, float)
 TARNX_TEST_SOLVE(d, double)
@@ -120,22 +124,6 @@ double scaled_residual(const std::vector<T>& a, const std::vector<T>& x, const s
       for (int l = 0; l < n; ++l) r[i * k + j] += wide(a[i * n + l]) * wide(x[l * k + j]);
     }
   return inf_norm(r, n, k) / (inf_norm(a, n, n) * inf_norm(x, n, k) * n * epsilon<T>());
-}
-
-// Leibniz: the signed sum over all permutations.
-template <class T> wide permutation_expansion(const std::vector<T>& a, int n) {
-  std::vector<int> p(n);
-  std::iota(p.begin(), p.end(), 0);
-  wide det = 0;
-  do {
-    wide term = 1;
-    for (int i = 0; i < n; ++i) {
-      term *= wide(a[i * n + p[i]]);
-      for (int j = i + 1; j < n; ++j) term *= p[i] > p[j] ? -1.0 : 1.0;
-    }
-    det += term;
-  } while (std::next_permutation(p.begin(), p.end()));
-  return det;
 }
 
 template <class T> bool same_values(const std::vector<T>& a, const std::vector<T>& b) {
