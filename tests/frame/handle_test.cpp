@@ -1,5 +1,4 @@
-// Output sizing as the host sees it: when the host is asked, with what, and
-// where the elements land in its blocks.
+// Output sizing as the host sees it: when the host is asked, and with what.
 
 #include "support/host.hpp"
 
@@ -60,29 +59,6 @@ TEST(Resize, SizeGuardRefusesWithoutAskingTheHost) {
   EXPECT_EQ(rows(c), 65536);
   EXPECT_EQ(cols(c), 1);
   EXPECT_EQ(matrix_data<double>(c)[65535], 6.0);
-}
-
-template <class T> class ElementOffset : public ::testing::Test {};
-TYPED_TEST_SUITE(ElementOffset, ElementTypes);
-
-// A vector's elements start after its length, rounded up to the element's
-// alignment; a matrix's always at block + 8.
-TYPED_TEST(ElementOffset, ResultsLandWhereTheHostLooks) {
-  using T = TypeParam;
-  Host host;
-  ZwArrayHandle y = host.empty();
-  ZwArrayHandle a = host.matrix<T>(2, 1, {T(3), T(4)});
-  int32_t status;
-  if constexpr (std::is_same_v<T, float>) status = sMtrxVecMulH(a, host.vector<T>({T(2)}), y);
-  else if constexpr (std::is_same_v<T, double>) status = dMtrxVecMulH(a, host.vector<T>({T(2)}), y);
-  else if constexpr (std::is_same_v<T, cfloat>) status = cMtrxVecMulH(a, host.vector<T>({T(2)}), y);
-  else status = zMtrxVecMulH(a, host.vector<T>({T(2)}), y);
-  ASSERT_EQ(status, 0);
-  const std::size_t expected_offset = (std::is_same_v<T, double> || std::is_same_v<T, cdouble>) ? 8 : 4;
-  T first;
-  std::memcpy(&first, reinterpret_cast<char*>(*y) + expected_offset, sizeof(T));
-  EXPECT_EQ(first, T(6));
-  EXPECT_EQ(length(y), 2);
 }
 
 }  // namespace

@@ -11,17 +11,7 @@
 namespace {
 
 using namespace test;
-using tarnx::arg::Elem;
 using tarnx::arg::Role;
-using tarnx::arg::Shape;
-
-std::size_t block_bytes(ZwArrayHandle h, Shape shape, Elem elem) {
-  std::size_t size = 4;
-  if (elem == Elem::F64 || elem == Elem::C64) size = 8;
-  if (elem == Elem::C128) size = 16;
-  if (shape == Shape::Matrix) return 8 + size * std::size_t(rows(h)) * cols(h);
-  return (elem == Elem::F64 || elem == Elem::C128 ? 8 : 4) + size * std::size_t(length(h));
-}
 
 TEST(InputBounds, NoExportReadsPastTheEndOfAnInput) {
   int calls = 0;
@@ -36,7 +26,7 @@ TEST(InputBounds, NoExportReadsPastTheEndOfAnInput) {
         const auto& a = info.args[i];
         if (a.kind.role != Role::In) continue;
         ZwArrayHandle h = call.handle(i);
-        fenced.push_back(std::make_unique<FencedBlock>(h, block_bytes(h, a.kind.shape, a.kind.elem)));
+        fenced.push_back(std::make_unique<FencedBlock>(h, block_bytes(h, a.kind.shape, a.kind.elem).size()));
         call.slots()[i].handle = fenced.back()->handle();
       }
       const int32_t status = call.call();

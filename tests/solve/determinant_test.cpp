@@ -35,6 +35,9 @@ TYPED_TEST(DeterminantTest, ChecksAndFailuresGiveTheFailureNaN) {
   // Symmetric and indefinite: refused from n = 3 on, not by the closed form.
   this->det(this->mat(3, 3, {1, 2, 0, 2, 1, 0, 0, 0, 1}), kPositiveDefinite, -20071);
   EXPECT_EQ(this->det(this->mat(2, 2, {1, 2, 2, 1}), kPositiveDefinite), T(-3));
+  // A Hermitian determinant is real to the last bit, whatever the upper
+  // triangle holds.
+  EXPECT_EQ(std::imag(this->det(this->mat(4, 4, positive_definite_matrix<T>(4, 24, true)), kPositiveDefinite)), 0);
   // The positive definite path needs the work but not the pivots; 1 x 1
   // needs neither.
   T d{};
