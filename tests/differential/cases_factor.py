@@ -38,26 +38,24 @@ def with_junk(run, t, h, keep_lower):
 
 
 def cholesky(run):
-    for t in "sdcz":
-        e = eps(t)
-        for label, h in hermitian_inputs(run, t):
-            n = h.shape[0]
-            href = wide(h)
-            for kind in (0, 1):
-                a = with_junk(run, t, h, keep_lower=(kind == 0))
-                with run.case(f"{t}CholeskyH", f"{label} factorKind={kind}") as c:
-                    r = run.call(f"{t}CholeskyH", A=a, factorKind=kind)
-                    c.status(r)
-                    f = wide(r["A"])
-                    c.shape("factor", f, (n, n))
-                    other = np.triu(f, 1) if kind == 0 else np.tril(f, -1)
-                    c.exact("other triangle", other, np.zeros_like(other))
-                    d = np.diag(f)
-                    c.true("diagonal real and positive", np.all(d.real > 0) and np.all(d.imag == 0))
-                    prod = f @ f.conj().T if kind == 0 else f.conj().T @ f
-                    c.close("factor product", prod, href, 20 * n * e)
-                    want = sl.cholesky(href, lower=(kind == 0))
-                    c.close("factor", f, want, 20 * n * e * cond2(href))
+    for t, e, label, h in per_type(run, hermitian_inputs):
+        n = h.shape[0]
+        href = wide(h)
+        for kind in (0, 1):
+            a = with_junk(run, t, h, keep_lower=(kind == 0))
+            with run.case(f"{t}CholeskyH", f"{label} factorKind={kind}") as c:
+                r = run.call(f"{t}CholeskyH", A=a, factorKind=kind)
+                c.status(r)
+                f = wide(r["A"])
+                c.shape("factor", f, (n, n))
+                other = np.triu(f, 1) if kind == 0 else np.tril(f, -1)
+                c.exact("other triangle", other, np.zeros_like(other))
+                d = np.diag(f)
+                c.true("diagonal real and positive", np.all(d.real > 0) and np.all(d.imag == 0))
+                prod = f @ f.conj().T if kind == 0 else f.conj().T @ f
+                c.close("factor product", prod, href, 20 * n * e)
+                want = sl.cholesky(href, lower=(kind == 0))
+                c.close("factor", f, want, 20 * n * e * cond2(href))
 
 
 def lu(run):
@@ -244,26 +242,24 @@ def eigen(run):
 
 
 def sym_eigen(run):
-    for t in "sdcz":
-        e = eps(t)
+    for t, e, label, h in per_type(run, hermitian_inputs):
         name = f"{t}HermEigenVH" if is_complex(t) else f"{t}SymEigenVH"
-        for label, h in hermitian_inputs(run, t):
-            n = h.shape[0]
-            a = with_junk(run, t, h, keep_lower=True)  # only the lower triangle is read
-            hw = wide(np.tril(a)) + np.tril(wide(a), -1).conj().T
-            want = np.linalg.eigvalsh(hw)
-            for option in (0, 1):
-                with run.case(name, f"{label} option={option}") as c:
-                    r = run.call(name, A=a, option=option)
-                    c.status(r)
-                    w, V = wide(r["eigenvalues"]), wide(r["eigenvectors"])
-                    c.close("eigenvalues, ascending", w, want, 20 * n * e, scale=abs(want).max())
-                    if option == 0:
-                        c.shape("eigenvectors", V, (0, 0))
-                        continue
-                    c.shape("eigenvectors", V, (n, n))
-                    check_unitary(c, "eigenvectors", V, 20 * n * e)
-                    c.close("A V = V diag(w)", hw @ V, V * w, 20 * n * e, scale=fro(hw))
+        n = h.shape[0]
+        a = with_junk(run, t, h, keep_lower=True)  # only the lower triangle is read
+        hw = wide(np.tril(a)) + np.tril(wide(a), -1).conj().T
+        want = np.linalg.eigvalsh(hw)
+        for option in (0, 1):
+            with run.case(name, f"{label} option={option}") as c:
+                r = run.call(name, A=a, option=option)
+                c.status(r)
+                w, V = wide(r["eigenvalues"]), wide(r["eigenvectors"])
+                c.close("eigenvalues, ascending", w, want, 20 * n * e, scale=abs(want).max())
+                if option == 0:
+                    c.shape("eigenvectors", V, (0, 0))
+                    continue
+                c.shape("eigenvectors", V, (n, n))
+                check_unitary(c, "eigenvectors", V, 20 * n * e)
+                c.close("A V = V diag(w)", hw @ V, V * w, 20 * n * e, scale=fro(hw))
 
 
 def _pencils(run, t):
