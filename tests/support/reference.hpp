@@ -60,13 +60,6 @@ template <class W> std::vector<W> product(const std::vector<W>& x, const std::ve
   return multiply(x, y, n, n, n);
 }
 
-template <class W> std::vector<W> adjoint(const std::vector<W>& x, int r, int c) {
-  std::vector<W> out(x.size());
-  for (int i = 0; i < r; ++i)
-    for (int j = 0; j < c; ++j) out[j * r + i] = std::conj(x[i * c + j]);
-  return out;
-}
-
 // Solves the r x r system M Z = Y (Y r x q) by Gauss-Jordan elimination with
 // partial pivoting.
 template <class W> std::vector<W> gauss_jordan_solve(std::vector<W> m, int r, std::vector<W> y, int q) {
