@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include "blas/api.hpp"
 #include "elementary/api.hpp"
 #include "support/fenced_block.hpp"
 
@@ -101,18 +102,6 @@ TYPED_TEST(SizeOverflowTest, SpecialMatrices) {
   for (const auto& [what, type, size, in_x, in_y] : cases)
     this->expect_refused(what, [&](ZwArrayHandle c) { return special(type, size, in_x, in_y, c); });
 }
-
-template <class T> struct Blas;
-#define TARNX_TEST_BLAS(t, T)                                 \
-  template <> struct Blas<T> {                                \
-    static constexpr auto gemm = &zwblas_##t##gemm;           \
-    static constexpr auto gemv = &zwblas_##t##gemv;           \
-  };
-TARNX_TEST_BLAS(s, float)
-TARNX_TEST_BLAS(d, double)
-TARNX_TEST_BLAS(c, cfloat)
-TARNX_TEST_BLAS(z, cdouble)
-#undef TARNX_TEST_BLAS
 
 // An empty C or y is created to hold the result: 65536 x 65537 for C, and
 // 65537 (65536 - 1) + 1 elements for y taken 65537 apart.
