@@ -11,11 +11,23 @@ namespace {
 using namespace test;
 using cd = std::complex<double>;
 
+template <class T> struct Spectral;
+#define TARNX_TEST_SPECTRAL(t, T, SELF_ADJOINT)                                                     \
+  template <> struct Spectral<T> {                                                                  \
+    static constexpr auto eigen = t##EigenVH, gen_eigen = t##GenEigenVH, schur = t##SchurH, qz = t##QZH; \
+    SELF_ADJOINT                                                                                    \
+  };
+// The symmetric driver for the real types, the Hermitian one for the complex.
+TARNX_TEST_SPECTRAL(s, float, static constexpr auto self_adjoint = sSymEigenVH;)
+TARNX_TEST_SPECTRAL(d, double, static constexpr auto self_adjoint = dSymEigenVH;)
+TARNX_TEST_SPECTRAL(c, cfloat, static constexpr auto self_adjoint = cHermEigenVH;)
+TARNX_TEST_SPECTRAL(z, cdouble, static constexpr auto self_adjoint = zHermEigenVH;)
+#undef TARNX_TEST_SPECTRAL
+
 template <class T> class EigenTest : public ::testing::Test {
  protected:
   using R = RealOf<T>;
   using C = std::complex<R>;
-  static constexpr bool f32 = sizeof(R) == 4;
   Host host;
   ZwArrayHandle w = host.empty(), v = host.empty(), work = host.empty(), rwork = host.empty(),
                 iwork = host.empty();
@@ -24,10 +36,10 @@ template <class T> class EigenTest : public ::testing::Test {
   enum Driver { General, SelfAdjoint, Generalized };
   int32_t call(Driver d, ZwArrayHandle a, ZwArrayHandle b, int32_t option, ZwArrayHandle work_h) {
     int32_t status;
-    if (d == General) status = (f32 ? (is_complex<T> ? cEigenVH : sEigenVH) : (is_complex<T> ? zEigenVH : dEigenVH))(a, option, w, v, work_h, rwork);
-    else if (d == Generalized) status = (f32 ? (is_complex<T> ? cGenEigenVH : sGenEigenVH) : (is_complex<T> ? zGenEigenVH : dGenEigenVH))(a, b, option, w, v, work_h, rwork);
-    else if constexpr (is_complex<T>) status = (f32 ? cHermEigenVH : zHermEigenVH)(a, option, w, v, work_h, rwork, iwork);
-    else status = (f32 ? sSymEigenVH : dSymEigenVH)(a, option, w, v, work_h, iwork);
+    if (d == General) status = Spectral<T>::eigen(a, option, w, v, work_h, rwork);
+    else if (d == Generalized) status = Spectral<T>::gen_eigen(a, b, option, w, v, work_h, rwork);
+    else if constexpr (is_complex<T>) status = Spectral<T>::self_adjoint(a, option, w, v, work_h, rwork, iwork);
+    else status = Spectral<T>::self_adjoint(a, option, w, v, work_h, iwork);
     EXPECT_EQ(length(work) + length(rwork) + length(iwork), 0);
     return status;
   }
@@ -101,9 +113,7 @@ template <class T> class SchurTest : public ::testing::Test {
               ZwArrayHandle work_h, ZwArrayHandle rwork_h, ZwArrayHandle iwork_h) {
     // n rows, as many columns as the values fill.
     a = host.matrix<T>(n, n == 0 ? 0 : int32_t(values.size()) / n, values);
-    constexpr auto fn = std::is_same_v<T, float> ? sSchurH : std::is_same_v<T, double> ? dSchurH
-                        : std::is_same_v<T, cfloat> ? cSchurH : zSchurH;
-    const int32_t status = fn(a, vectors, order, z, w, work_h, rwork_h, iwork_h);
+    const int32_t status = Spectral<T>::schur(a, vectors, order, z, w, work_h, rwork_h, iwork_h);
     EXPECT_EQ(length(work), 0);
     EXPECT_EQ(length(is_complex<T> ? rwork : iwork), 0);
     return status;
@@ -254,9 +264,7 @@ template <class T> class QZTest : public ::testing::Test {
     return call(vectors, work, rwork);
   }
   int32_t call(int32_t vectors, ZwArrayHandle work_h, ZwArrayHandle rwork_h) {
-    constexpr auto fn = std::is_same_v<T, float> ? sQZH : std::is_same_v<T, double> ? dQZH
-                        : std::is_same_v<T, cfloat> ? cQZH : zQZH;
-    const int32_t status = fn(a, b, vectors, q, z, w, work_h, rwork_h);
+    const int32_t status = Spectral<T>::qz(a, b, vectors, q, z, w, work_h, rwork_h);
     EXPECT_EQ(length(work) + length(rwork), 0);
     return status;
   }
