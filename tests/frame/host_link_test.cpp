@@ -1,9 +1,9 @@
 // How the library finds its host's run-time functions: the search order over
 // the modules of the process, re-resolution when the host changes, and the
-// fatal exits when there is none.
+// fatal exits when there is none. A thread's own slot is the concurrency
+// test's, which runs the threads side by side.
 #include <cstdlib>
 #include <filesystem>
-#include <thread>
 
 #include "support/host.hpp"
 #include "support/process.hpp"
@@ -64,29 +64,6 @@ TEST(HostLink, RuntimeModuleOverridesTheSearchAndIsResolvedAgainOnChange) {
   const int64_t before = ZwrtResizeCount();
   EXPECT_EQ(dMtrxMulH(host.matrix<double>(1, 1, {2}), host.matrix<double>(1, 1, {3}), z), 0);
   EXPECT_EQ(ZwrtResizeCount() - before, 1);
-}
-
-TEST(HostLink, ThreadSlotServesEachThreadItsOwnModule) {
-  FakeHost fake;
-  const uint32_t key = os::new_thread_key();
-  ASSERT_NE(key, 0xFFFFFFFFu);
-  SetZWRTTLSIndex(key);
-  Served with_slot{}, without_slot{};
-  std::thread([&] {
-    os::set_thread_value(key, fake.module);
-    with_slot = product_served(fake, fake.output());
-  }).join();
-  // A thread whose slot is null falls through to the search (zwrt.so).
-  std::thread([&] {
-    Host host;
-    without_slot = product_served(fake, host.empty());
-  }).join();
-  SetZWRTTLSIndex(0xFFFFFFFFu);
-  os::delete_thread_key(key);
-  EXPECT_EQ(with_slot.fake, 1);
-  EXPECT_EQ(with_slot.zwrt, 0);
-  EXPECT_EQ(without_slot.fake, 0);
-  EXPECT_EQ(without_slot.zwrt, 1);
 }
 
 std::string library() { return std::string(TARNX_LIB_DIR) + "/" + os::kLibraryFile; }
