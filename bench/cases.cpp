@@ -3,7 +3,10 @@
 // The raw side is what a C program holding the same matrix would run: it
 // restores the input the core overwrites (a memcpy; the export must not
 // destroy the host's input either, so it copies too), asks for the
-// workspace size where the routine has a query, and makes the call. Its
+// workspace size where the routine has a query, and makes the call. Where
+// the library keeps a query's answer per size (frame/workspace.hpp), the raw
+// side asks on its first call only, as a C program hoists the query out of
+// its loop; elsewhere both sides ask on every call. Its
 // buffers are made once outside the timed loop; the export's outputs and
 // scratch handles are reused from call to call, as a host loop would.
 #include <algorithm>
@@ -293,6 +296,7 @@ struct MatrixTwoNorm : Work {
   std::vector<double> av, copy_, sraw, wraw;
   std::vector<int> iwork;
   double result = 0, raw_result = 0;
+  int lwork = -1;  // until the first call asks
   explicit MatrixTwoNorm(int32_t n_)
       : n(n_), av(general_matrix(n, 16)), copy_(sq(n)), sraw(n), iwork(8 * static_cast<size_t>(n)) {
     a = arrays.matrix(n, n, av.data());
@@ -301,12 +305,14 @@ struct MatrixTwoNorm : Work {
   int32_t ours() override { return dMtrxNormH(a, 0, &result, s, work, real_work, int_work); }
   void raw() override {
     copy(copy_.data(), av);
-    int info = 0, lwork = -1;
-    double query = 0;
-    dgesdd_("N", &n, &n, nullptr, &n, sraw.data(), nullptr, &n, nullptr, &n, &query, &lwork,
-            iwork.data(), &info, 1);
-    lwork = static_cast<int>(query);
-    wraw.resize(static_cast<size_t>(lwork));  // sized once; later calls keep it
+    int info = 0;
+    if (lwork < 0) {
+      double query = 0;
+      dgesdd_("N", &n, &n, nullptr, &n, sraw.data(), nullptr, &n, nullptr, &n, &query, &lwork,
+              iwork.data(), &info, 1);
+      lwork = static_cast<int>(query);
+      wraw.resize(static_cast<size_t>(lwork));
+    }
     dgesdd_("N", &n, &n, copy_.data(), &n, sraw.data(), nullptr, &n, nullptr, &n, wraw.data(),
             &lwork, iwork.data(), &info, 1);
     raw_result = sraw[0];
@@ -483,6 +489,7 @@ template <class T, auto Export> struct QR : Work {
   int32_t n;
   ZwArrayHandle a, q, r, p, pivots, work, real_work;
   std::vector<T> av, b, tau, wraw;
+  int needed = -1;  // until the first call asks
   explicit QR(int32_t n_) : n(n_), av(general_of<T>(n, 42)), b(sq(n)), tau(n) {
     a = arrays.matrix(n, n, av.data());
     arrays.empties(q, r, p, pivots);
@@ -491,12 +498,15 @@ template <class T, auto Export> struct QR : Work {
   int32_t ours() override { return Export(a, q, r, p, pivots, 0, 0, work, real_work); }
   void raw() override {
     put(b.data(), av);
-    int info = 0, lwork = -1;
-    T query{};
-    Raw<T>::gelqf(&n, &n, nullptr, &n, nullptr, &query, &lwork, &info);
-    int needed = std::max(1, workspace_size(query));
-    Raw<T>::unglq(&n, &n, &n, nullptr, &n, nullptr, &query, &lwork, &info);
-    needed = std::max(needed, workspace_size(query));
+    int info = 0;
+    if (needed < 0) {
+      int lwork = -1;
+      T query{};
+      Raw<T>::gelqf(&n, &n, nullptr, &n, nullptr, &query, &lwork, &info);
+      needed = std::max(1, workspace_size(query));
+      Raw<T>::unglq(&n, &n, &n, nullptr, &n, nullptr, &query, &lwork, &info);
+      needed = std::max(needed, workspace_size(query));
+    }
     T* w = sized(wraw, needed);
     Raw<T>::gelqf(&n, &n, b.data(), &n, tau.data(), w, &needed, &info);
     Raw<T>::unglq(&n, &n, &n, b.data(), &n, tau.data(), w, &needed, &info);
@@ -518,6 +528,7 @@ template <class T, auto Export> struct GeneralEigen : Work {
   ZwArrayHandle a, values, vectors, work, real_work;
   std::vector<T> av, copy_, w, vl, wraw;
   std::vector<R> wr, wi, rwork;
+  int lwork = -1;  // until the first call asks
   explicit GeneralEigen(int32_t n_)
       : n(n_), av(general_of<T>(n, 21)), copy_(sq(n)), w(n), vl(sq(n)), wr(n), wi(n), rwork(2 * static_cast<size_t>(n)) {
     a = arrays.matrix(n, n, av.data());
@@ -530,19 +541,23 @@ template <class T, auto Export> struct GeneralEigen : Work {
   int32_t ours() override { return Export(a, 1, values, vectors, work, real_work); }
   void raw() override {
     put(copy_.data(), av);
-    int info = 0, lwork = -1;
+    int info = 0;
     T query{};
     if constexpr (is_complex_v<T>) {
       R rquery{};
-      Raw<T>::geev("V", "N", &n, nullptr, &n, nullptr, nullptr, &n, nullptr, &n, &query, &lwork,
-                   &rquery, &info);
-      lwork = workspace_size(query);
+      if (lwork < 0) {
+        Raw<T>::geev("V", "N", &n, nullptr, &n, nullptr, nullptr, &n, nullptr, &n, &query, &lwork,
+                     &rquery, &info);
+        lwork = workspace_size(query);
+      }
       Raw<T>::geev("V", "N", &n, copy_.data(), &n, w.data(), vl.data(), &n, nullptr, &n,
                    sized(wraw, lwork), &lwork, rwork.data(), &info);
     } else {
-      Raw<T>::geev("V", "N", &n, nullptr, &n, nullptr, nullptr, nullptr, &n, nullptr, &n, &query,
-                   &lwork, &info);
-      lwork = workspace_size(query);
+      if (lwork < 0) {
+        Raw<T>::geev("V", "N", &n, nullptr, &n, nullptr, nullptr, nullptr, &n, nullptr, &n, &query,
+                     &lwork, &info);
+        lwork = workspace_size(query);
+      }
       Raw<T>::geev("V", "N", &n, copy_.data(), &n, wr.data(), wi.data(), vl.data(), &n, nullptr,
                    &n, sized(wraw, lwork), &lwork, &info);
     }
@@ -565,6 +580,7 @@ template <class T, auto Export> struct HermitianEigen : Work {
   std::vector<T> av, copy_, z, wraw;
   std::vector<R> w, rwraw;
   std::vector<int> isuppz, iwraw;
+  int lwork = -1, lrwork = -1, liwork = -1;  // until the first call asks
   explicit HermitianEigen(int32_t n_)
       : n(n_), av(hermitian_of<T>(n, 43)), copy_(sq(n)), z(sq(n)), w(n), isuppz(2 * static_cast<size_t>(n)) {
     a = arrays.matrix(n, n, av.data());
@@ -574,16 +590,19 @@ template <class T, auto Export> struct HermitianEigen : Work {
   int32_t ours() override { return Export(a, 1, values, vectors, work, real_work, int_work); }
   void raw() override {
     put(copy_.data(), av);
-    int info = 0, found = 0, lwork = -1, lrwork = -1, liwork = -1, iquery = 0;
+    int info = 0, found = 0;
     const R abstol = 0;
-    T query{};
-    R rquery{};
-    Raw<T>::heevr("V", "A", "U", &n, nullptr, &n, nullptr, nullptr, nullptr, nullptr, &abstol,
-                  &found, nullptr, nullptr, &n, nullptr, &query, &lwork, &rquery, &lrwork, &iquery,
-                  &liwork, &info);
-    lwork = workspace_size(query);
-    lrwork = static_cast<int>(rquery);
-    liwork = iquery;
+    if (lwork < 0) {
+      int iquery = 0;
+      T query{};
+      R rquery{};
+      Raw<T>::heevr("V", "A", "U", &n, nullptr, &n, nullptr, nullptr, nullptr, nullptr, &abstol,
+                    &found, nullptr, nullptr, &n, nullptr, &query, &lwork, &rquery, &lrwork, &iquery,
+                    &liwork, &info);
+      lwork = workspace_size(query);
+      lrwork = static_cast<int>(rquery);
+      liwork = iquery;
+    }
     Raw<T>::heevr("V", "A", "U", &n, copy_.data(), &n, nullptr, nullptr, nullptr, nullptr, &abstol,
                   &found, w.data(), z.data(), &n, isuppz.data(), sized(wraw, lwork), &lwork,
                   sized(rwraw, lrwork), &lrwork, sized(iwraw, liwork), &liwork, &info);
@@ -596,6 +615,7 @@ struct SymmetricEigen : Work {
   ZwArrayHandle a, values, vectors, work, int_work;
   std::vector<double> av, copy_, w, z, wraw;
   std::vector<int> isuppz, iwraw;
+  int lwork = -1, liwork = -1;  // until the first call asks
   explicit SymmetricEigen(int32_t n_)
       : n(n_),
         av(symmetric_matrix(n, 22)),
@@ -610,14 +630,18 @@ struct SymmetricEigen : Work {
   int32_t ours() override { return dSymEigenVH(a, 1, values, vectors, work, int_work); }
   void raw() override {
     copy(copy_.data(), av);
-    int info = 0, found = 0, lwork = -1, liwork = -1, iquery = 0;
-    double query = 0, abstol = 0;
-    dsyevr_("V", "A", "U", &n, nullptr, &n, nullptr, nullptr, nullptr, nullptr, &abstol, &found,
-            nullptr, nullptr, &n, nullptr, &query, &lwork, &iquery, &liwork, &info, 1, 1, 1);
-    lwork = static_cast<int>(query);
-    liwork = iquery;
-    wraw.resize(static_cast<size_t>(lwork));
-    iwraw.resize(static_cast<size_t>(liwork));
+    int info = 0, found = 0;
+    double abstol = 0;
+    if (lwork < 0) {
+      int iquery = 0;
+      double query = 0;
+      dsyevr_("V", "A", "U", &n, nullptr, &n, nullptr, nullptr, nullptr, nullptr, &abstol, &found,
+              nullptr, nullptr, &n, nullptr, &query, &lwork, &iquery, &liwork, &info, 1, 1, 1);
+      lwork = static_cast<int>(query);
+      liwork = iquery;
+      wraw.resize(static_cast<size_t>(lwork));
+      iwraw.resize(static_cast<size_t>(liwork));
+    }
     dsyevr_("V", "A", "U", &n, copy_.data(), &n, nullptr, nullptr, nullptr, nullptr, &abstol,
             &found, w.data(), z.data(), &n, isuppz.data(), wraw.data(), &lwork, iwraw.data(),
             &liwork, &info, 1, 1, 1);
@@ -631,6 +655,7 @@ struct Schur : Work {
   int32_t n;
   ZwArrayHandle a, z, values, work, real_work, int_work;
   std::vector<double> av, raw_a, copy_, wr, wi, vs, wraw;
+  int lwork = -1;  // until the first call asks
   explicit Schur(int32_t n_)
       : n(n_),
         av(general_matrix(n, 23)),
@@ -649,12 +674,14 @@ struct Schur : Work {
   }
   void raw() override {
     copy(copy_.data(), raw_a);
-    int info = 0, sdim = 0, lwork = -1;
-    double query = 0;
-    dgees_("V", "N", nullptr, &n, nullptr, &n, &sdim, nullptr, nullptr, nullptr, &n, &query, &lwork,
-           nullptr, &info, 1, 1);
-    lwork = static_cast<int>(query);
-    wraw.resize(static_cast<size_t>(lwork));
+    int info = 0, sdim = 0;
+    if (lwork < 0) {
+      double query = 0;
+      dgees_("V", "N", nullptr, &n, nullptr, &n, &sdim, nullptr, nullptr, nullptr, &n, &query,
+             &lwork, nullptr, &info, 1, 1);
+      lwork = static_cast<int>(query);
+      wraw.resize(static_cast<size_t>(lwork));
+    }
     dgees_("V", "N", nullptr, &n, copy_.data(), &n, &sdim, wr.data(), wi.data(), vs.data(), &n,
            wraw.data(), &lwork, nullptr, &info, 1, 1);
   }
@@ -707,8 +734,8 @@ struct GeneralizedEigen : Work {
 // ---- singular value decomposition -----------------------------------------------------------
 
 // One divide-and-conquer decomposition of the square row-major block as it
-// stands, as a C program makes it: restore the copy, the workspace query,
-// the call. Job N leaves the vector buffers alone; the complex flavour takes
+// stands, as a C program makes it: restore the copy, the workspace query
+// (on the first run), the call. Job N leaves the vector buffers alone; the complex flavour takes
 // a real workspace of the size the library gives it.
 template <class T> struct RawSvd {
   using R = RealOf<T>;
@@ -716,6 +743,7 @@ template <class T> struct RawSvd {
   std::vector<T> copy_, u, vt, work;
   std::vector<R> s, rwork;
   std::vector<int> iwork;
+  int lwork = -1;  // until the first run asks; one job per object
   RawSvd(int32_t n_, bool vectors)
       : n(n_),
         copy_(sq(n)),
@@ -726,10 +754,12 @@ template <class T> struct RawSvd {
         iwork(8 * static_cast<size_t>(n)) {}
   void run(const char* job, const std::vector<T>& input) {
     put(copy_.data(), input);
-    T query{};
     int info = 0;
-    call(job, nullptr, &query, -1, &info);
-    const int lwork = workspace_size(query);
+    if (lwork < 0) {
+      T query{};
+      call(job, nullptr, &query, -1, &info);
+      lwork = workspace_size(query);
+    }
     call(job, copy_.data(), sized(work, lwork), lwork, &info);
   }
   void call(const char* job, T* data, T* w, int lwork, int* info) {
@@ -887,6 +917,7 @@ template <class T, auto Export> struct LeastSquares : SquareSystem<T> {
   std::vector<T> wraw;
   std::vector<R> sraw, rwraw;
   std::vector<int> iwraw;
+  int lwork = -1, lrwork = 0, liwork = 0;  // until the first call asks
   explicit LeastSquares(int32_t n_) : S(n_, 48), sraw(n_) {
     this->arrays.scratches(svd1, svd2, svd3, solve_ws, values);
   }
@@ -896,13 +927,16 @@ template <class T, auto Export> struct LeastSquares : SquareSystem<T> {
   void raw() override {
     S::restore();
     const R rcond = std::numeric_limits<R>::epsilon() * static_cast<R>(n);
-    int info = 0, rank = 0, iquery = 0;
-    T query{};
-    R rquery{};
-    gelsd(nullptr, nullptr, rcond, &rank, &query, -1, &rquery, &iquery, &info);
-    const int lwork = workspace_size(query);
+    int info = 0, rank = 0;
+    if (lwork < 0) {
+      T query{};
+      R rquery{};
+      gelsd(nullptr, nullptr, rcond, &rank, &query, -1, &rquery, &liwork, &info);
+      lwork = workspace_size(query);
+      lrwork = static_cast<int>(rquery);
+    }
     gelsd(S::lu.data(), S::rhs.data(), rcond, &rank, sized(wraw, lwork), lwork,
-          sized(rwraw, static_cast<int>(rquery)), sized(iwraw, iquery), &info);
+          sized(rwraw, lrwork), sized(iwraw, liwork), &info);
   }
   void gelsd(T* a_, T* b_, R rcond, int* rank, T* w, int lwork, R* rw, int* iw, int* info) {
     int one = 1;
@@ -1110,7 +1144,7 @@ template <class R> struct RawProduct {
 // blocks row-major throughout and pays for the layout in its balancing.
 template <class C> struct RawSchurFrame {
   using R = RealOf<C>;
-  int n = 0, ilo = 1, ihi = 1;
+  int n = 0, ilo = 1, ihi = 1, lwork = -1;  // lwork: until the first call asks
   std::vector<C> x, q, t, temp, values, wraw;
   std::vector<R> scale, rwork;
   explicit RawSchurFrame(int32_t n_)
@@ -1118,12 +1152,14 @@ template <class C> struct RawSchurFrame {
   // From the column-major `start` to T (row-major, in t) and Q.
   void enter(const std::vector<C>& start) {
     put(x.data(), start);
-    int info = 0, sdim = 0, lwork = -1;
+    int info = 0, sdim = 0;
     Raw<C>::gebal("S", &n, x.data(), &n, &ilo, &ihi, scale.data(), &info);
-    C query{};
-    Raw<C>::gees("V", "N", nullptr, &n, nullptr, &n, &sdim, nullptr, nullptr, &n, &query, &lwork,
-                 nullptr, nullptr, &info);
-    lwork = workspace_size(query);
+    if (lwork < 0) {
+      C query{};
+      Raw<C>::gees("V", "N", nullptr, &n, nullptr, &n, &sdim, nullptr, nullptr, &n, &query, &lwork,
+                   nullptr, nullptr, &info);
+      lwork = workspace_size(query);
+    }
     Raw<C>::gees("V", "N", nullptr, &n, x.data(), &n, &sdim, values.data(), q.data(), &n,
                  sized(wraw, lwork), &lwork, rwork.data(), nullptr, &info);
     for (int32_t i = 0; i < n; ++i)
