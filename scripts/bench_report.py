@@ -157,6 +157,22 @@ def machine_lines(context, numpy_context):
     ]
 
 
+def draw_plot(plot_dir, name, series, settings):
+    """plot_dir/name.svg of the (data file, title) series with the 1.05 line; the
+    data files are removed. BENCH_PLOT_FORMAT=png draws PNG to look at instead."""
+    fmt = os.environ.get("BENCH_PLOT_FORMAT", "svg")
+    terminal = "pngcairo size 640,400 font 'sans,10'" if fmt == "png" else \
+        "svg size 640,400 font 'sans,11'"
+    out = os.path.join(plot_dir, f"{name}.{fmt}")
+    plots = ", ".join(f"'{d}' using 1:2 with linespoints title '{t}'" for d, t in series)
+    script = (f"set terminal {terminal}\nset output '{out}'\n{settings}"
+              f"plot {plots}, 1.05 with lines dashtype 2 lc rgb 'gray' title '1.05'\n")
+    subprocess.run(["gnuplot"], input=script, text=True, check=True)
+    for dat, _ in series:
+        os.remove(dat)
+    return out
+
+
 def write_plots(times, pairs, plot_dir):
     os.makedirs(plot_dir, exist_ok=True)
     groups = defaultdict(list)
@@ -173,22 +189,10 @@ def write_plots(times, pairs, plot_dir):
                 for n, r in rows:
                     f.write(f"{n} {r:.4f}\n")
             series.append((dat, family))
-        # SVG for the repository (small, text); BENCH_PLOT_FORMAT=png to look at them.
-        fmt = os.environ.get("BENCH_PLOT_FORMAT", "svg")
-        terminal = "pngcairo size 640,400 font 'sans,10'" if fmt == "png" else \
-            "svg size 640,400 font 'sans,11'"
-        out = os.path.join(plot_dir, f"{group}.{fmt}")
-        plots = ", ".join(f"'{d}' using 1:2 with linespoints title '{t}'" for d, t in series)
-        script = (
-            f"set terminal {terminal}\n"
-            f"set output '{out}'\n"
-            f"set title '{group}: export time / raw core time'\n"
-            "set logscale x\nset xlabel 'n'\nset ylabel 'ratio'\nset grid\n"
-            "set key outside right\nset yrange [0.5:*]\nset xrange [3:*]\n"
-            f"plot {plots}, 1.05 with lines dashtype 2 lc rgb 'gray' title '1.05'\n")
-        subprocess.run(["gnuplot"], input=script, text=True, check=True)
-        for dat, _ in series:
-            os.remove(dat)
+        out = draw_plot(plot_dir, group, series,
+                        f"set title '{group}: export time / raw core time'\n"
+                        "set logscale x\nset xlabel 'n'\nset ylabel 'ratio'\nset grid\n"
+                        "set key outside right\nset yrange [0.5:*]\nset xrange [3:*]\n")
         written.append((group, out))
     return written
 
@@ -328,9 +332,6 @@ def write_thread_plots(runs, plot_dir):
             if family not in NO_LARGE_RATIO and large_ratios(times, defaultdict(dict), family):
                 groups[FAMILIES.get(family, ("other", ""))[0]].add(family)
     written = []
-    fmt = os.environ.get("BENCH_PLOT_FORMAT", "svg")
-    terminal = "pngcairo size 640,400 font 'sans,10'" if fmt == "png" else \
-        "svg size 640,400 font 'sans,11'"
     counts = [t for t, _, _, _ in runs]
     for group, families in sorted(groups.items()):
         series = []
@@ -342,20 +343,12 @@ def write_thread_plots(runs, plot_dir):
                     if r:
                         f.write(f"{t} {max(r.values()):.4f}\n")
             series.append((dat, family))
-        out = os.path.join(plot_dir, f"threads-{group}.{fmt}")
-        plots = ", ".join(f"'{d}' using 1:2 with linespoints title '{t}'" for d, t in series)
-        script = (
-            f"set terminal {terminal}\n"
-            f"set output '{out}'\n"
-            f"set title '{group}: export / raw core wall time at n >= 1000'\n"
-            "set xlabel 'core threads (OPENBLAS_NUM_THREADS)'\nset ylabel 'ratio'\nset grid\n"
-            f"set xtics ({', '.join(str(t) for t in counts)})\n"
-            f"set xrange [{min(counts) - 0.5}:{max(counts) + 0.5}]\n"
-            "set key outside right\nset yrange [0.8:*]\n"
-            f"plot {plots}, 1.05 with lines dashtype 2 lc rgb 'gray' title '1.05'\n")
-        subprocess.run(["gnuplot"], input=script, text=True, check=True)
-        for dat, _ in series:
-            os.remove(dat)
+        out = draw_plot(plot_dir, f"threads-{group}", series,
+                        f"set title '{group}: export / raw core wall time at n >= 1000'\n"
+                        "set xlabel 'core threads (OPENBLAS_NUM_THREADS)'\nset ylabel 'ratio'\n"
+                        f"set grid\nset xtics ({', '.join(str(t) for t in counts)})\n"
+                        f"set xrange [{min(counts) - 0.5}:{max(counts) + 0.5}]\n"
+                        "set key outside right\nset yrange [0.8:*]\n")
         written.append((group, out))
     return written
 
