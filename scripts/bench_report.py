@@ -165,7 +165,8 @@ def draw_plot(plot_dir, name, series, settings):
         "svg size 640,400 font 'sans,11'"
     out = os.path.join(plot_dir, f"{name}.{fmt}")
     plots = ", ".join(f"'{d}' using 1:2 with linespoints title '{t}'" for d, t in series)
-    script = (f"set terminal {terminal}\nset output '{out}'\n{settings}"
+    # noenhanced: the underscores of names are not subscripts.
+    script = (f"set terminal {terminal} noenhanced\nset output '{out}'\n{settings}"
               f"plot {plots}, 1.05 with lines dashtype 2 lc rgb 'gray' title '1.05'\n")
     subprocess.run(["gnuplot"], input=script, text=True, check=True)
     for dat, _ in series:
@@ -348,7 +349,7 @@ def write_thread_plots(runs, plot_dir):
                         "set xlabel 'core threads (OPENBLAS_NUM_THREADS)'\nset ylabel 'ratio'\n"
                         f"set grid\nset xtics ({', '.join(str(t) for t in counts)})\n"
                         f"set xrange [{min(counts) - 0.5}:{max(counts) + 0.5}]\n"
-                        "set key outside right\nset yrange [0.8:*]\n")
+                        "set key outside right\nset yrange [0.8:1.1<*]\n")
         written.append((group, out))
     return written
 
