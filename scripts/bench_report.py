@@ -376,8 +376,13 @@ def thread_scaling(md_path, plot_dir, paths):
              f"average {os.getloadavg()[2]:.1f} over the last 15 minutes (other work on the "
              "machine included); minimum time per entry "
              f"{context.get('min_time', '?')} s; n = 4: the least of 7 runs a side; n >= 1000: "
-             "the median ratio of 2 to 15 calls of each side made in turns.", "",
-             "### Targets by thread count", "",
+             "the median ratio of 2 to 15 calls of each side made in turns.", ""]
+    if os.getloadavg()[2] > 0.5 * int(context.get("num_cpus", 1)):
+        # Wall time counts every neighbour's share of the cores.
+        lines += ["**A busy machine:** with other work on the cores, wall times here scatter by "
+                  "tens of percent at n >= 1000 and by microseconds at n = 4 (both ways); "
+                  "read these verdicts only from a run on a quiet machine.", ""]
+    lines += ["### Targets by thread count", "",
              f"| target | limit | {head} |", rule]
     for family in families:
         kind = FAMILIES.get(family, ("", ""))[1]
