@@ -255,8 +255,10 @@ int32_t SchurFront(Handle a, int32_t compute_vectors, int32_t sort_order_bits, H
   if (cols(a) != n) return NotSquare;
   if (sort_order >= kSchurOrderCount) return SelectorOutOfRange;
   T* vectors = nullptr;
-  if (compute_vectors == 0) EmptyMatrix<T>(z);
-  else if (ResizeMatrix<T>(z, n, n, &vectors) != Ok) return OutOfMemory;
+  // An output already empty needs no trip to the host.
+  if (compute_vectors == 0) {
+    if (rows(z) != 0 || cols(z) != 0) EmptyMatrix<T>(z);
+  } else if (ResizeMatrix<T>(z, n, n, &vectors) != Ok) return OutOfMemory;
   ComplexOf<T>* values = nullptr;
   if (ResizeVector<ComplexOf<T>>(eigenvalues, n, &values) != Ok) return OutOfMemory;
   // On failure the export empties A, Z and the eigenvalues: A is lost.
