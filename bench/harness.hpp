@@ -40,6 +40,9 @@ class Arrays {
   ZwArrayHandle empty();
   // An empty handle the export uses as workspace; it must come back empty.
   ZwArrayHandle scratch();
+  // Each of the given handles made empty (outputs) or empty scratch.
+  template <class... H> void empties(H&... h) { ((h = empty()), ...); }
+  template <class... H> void scratches(H&... h) { ((h = scratch()), ...); }
   bool scratch_all_empty() const;
   std::size_t scratch_count() const { return scratch_.size(); }
 

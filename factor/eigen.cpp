@@ -45,17 +45,22 @@ int32_t general_eigen(const T* a, int32_t n, ComplexOf<T>* values, ComplexOf<T>*
   using R = RealOf<T>;
   if (HasNonFinite(a, element_count(n, n))) return NotFinite;
   const char* jobvl = vectors != nullptr ? "V" : "N";
-  int info = 0, lwork = -1;
-  T query{};
-  R rwork_query{};  // the core's query writes the first RWORK entry
-  if constexpr (is_complex_v<T>)
-    Core<T>::geev(jobvl, "N", &n, nullptr, &n, values, nullptr, &n, nullptr, &n, &query, &lwork,
-                  &rwork_query, &info);
-  else
-    Core<T>::geev(jobvl, "N", &n, nullptr, &n, nullptr, nullptr, nullptr, &n, nullptr, &n, &query,
-                  &lwork, &info);
+  int info = 0, lwork = 0;
+  static thread_local QueryAnswers<2> answers;
+  info = answers.ask({n, vectors != nullptr}, lwork, [&](int& answer) {
+    int query_info = 0, query_size = -1;
+    T query{};
+    R rwork_query{};  // the core's query writes the first RWORK entry
+    if constexpr (is_complex_v<T>)
+      Core<T>::geev(jobvl, "N", &n, nullptr, &n, values, nullptr, &n, nullptr, &n, &query,
+                    &query_size, &rwork_query, &query_info);
+    else
+      Core<T>::geev(jobvl, "N", &n, nullptr, &n, nullptr, nullptr, nullptr, &n, nullptr, &n, &query,
+                    &query_size, &query_info);
+    answer = workspace_size(query);
+    return query_info;
+  });
   if (info < 0) return InternalError;
-  lwork = workspace_size(query);
 
   const int64_t nn = element_count(n, n);
   R* rwork = nullptr;
@@ -109,25 +114,31 @@ int32_t self_adjoint_eigen(const T* a, int32_t n, RealOf<T>* values, T* vectors,
   if (HasNonFinite(a, element_count(n, n))) return NotFinite;
   const char* jobz = vectors != nullptr ? "V" : "N";
   const R abstol = 0;
-  int found = 0, info = 0, lwork = -1, lrwork = -1, liwork = -1, iquery = 0;
-  T query{};
-  R rquery{};
-  if constexpr (is_complex_v<T>)
-    Core<T>::heevr(jobz, "A", "U", &n, nullptr, &n, nullptr, nullptr, nullptr, nullptr, &abstol, &found,
-                   values, nullptr, &n, nullptr, &query, &lwork, &rquery, &lrwork, &iquery, &liwork,
-                   &info);
-  else
-    Core<T>::syevr(jobz, "A", "U", &n, nullptr, &n, nullptr, nullptr, nullptr, nullptr, &abstol, &found,
-                   values, nullptr, &n, nullptr, &query, &lwork, &iquery, &liwork, &info);
+  int found = 0, info = 0;
+  // WORK, RWORK (complex types) and IWORK.
+  std::array<int, 3> sizes{};
+  static thread_local QueryAnswers<2, std::array<int, 3>> answers;
+  info = answers.ask({n, vectors != nullptr}, sizes, [&](std::array<int, 3>& answer) {
+    int query_info = 0, lq = -1, lrq = -1, liq = -1, iquery = 0;
+    T query{};
+    R rquery{};
+    if constexpr (is_complex_v<T>)
+      Core<T>::heevr(jobz, "A", "U", &n, nullptr, &n, nullptr, nullptr, nullptr, nullptr, &abstol,
+                     &found, values, nullptr, &n, nullptr, &query, &lq, &rquery, &lrq, &iquery, &liq,
+                     &query_info);
+    else
+      Core<T>::syevr(jobz, "A", "U", &n, nullptr, &n, nullptr, nullptr, nullptr, nullptr, &abstol,
+                     &found, values, nullptr, &n, nullptr, &query, &lq, &iquery, &liq, &query_info);
+    answer = {workspace_size(query), workspace_size(rquery), iquery};
+    return query_info;
+  });
   if (info < 0) return InternalError;
-  lwork = workspace_size(query);
-  liwork = iquery;
+  int lwork = sizes[0], lrwork = sizes[1], liwork = sizes[2];
 
   // Work layout: the copy, Z, WORK; integer work: ISUPPZ (2n), IWORK.
   const int64_t nn = element_count(n, n);
   R* rwork = nullptr;
   if constexpr (is_complex_v<T>) {
-    lrwork = workspace_size(rquery);
     if (int32_t status = size_scratch<R>(real_work, lrwork, &rwork); status != Ok) return status;
   }
   std::array<T*, 3> parts{};

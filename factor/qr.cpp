@@ -53,16 +53,22 @@ template <class T> struct FactorWork {
 
   template <class FactorQuery, class BuildQuery>
   int32_t carve(Handle work, int32_t m, FactorQuery factor_query, BuildQuery build_query) {
-    T query{};
-    int info = 0;
-    factor_query(&query, &info);
+    // The queries read only sizes, which m, k, room and want_q fix.
+    static thread_local QueryAnswers<4> answers;
+    int32_t needed = 0;
+    const int info = answers.ask({m, k, room, want_q}, needed, [&](int& answer) {
+      T query{};
+      int query_info = 0;
+      factor_query(&query, &query_info);
+      if (query_info != 0) return query_info;
+      answer = std::max(1, workspace_size(query));
+      if (want_q) {
+        build_query(&query, &query_info);
+        answer = std::max(answer, workspace_size(query));
+      }
+      return query_info;
+    });
     if (info != 0) return InternalError;
-    int32_t needed = std::max(1, workspace_size(query));
-    if (want_q) {
-      build_query(&query, &info);
-      if (info != 0) return InternalError;
-      needed = std::max(needed, workspace_size(query));
-    }
     std::array<T*, 3> parts{};
     if (int32_t status = carve_scratch<T>(work, {element_count(room, m), k, needed}, parts); status != Ok)
       return status;

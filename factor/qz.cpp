@@ -89,8 +89,9 @@ int32_t QZFront(Handle a, Handle b, int32_t compute_vectors, Handle q, Handle z,
   T* left = nullptr;
   T* right = nullptr;
   if (compute_vectors == 0) {
-    EmptyMatrix<T>(q);
-    EmptyMatrix<T>(z);
+    // An output already empty needs no trip to the host.
+    if (rows(q) != 0 || cols(q) != 0) EmptyMatrix<T>(q);
+    if (rows(z) != 0 || cols(z) != 0) EmptyMatrix<T>(z);
   } else if (ResizeMatrix<T>(q, n, n, &left) != Ok || ResizeMatrix<T>(z, n, n, &right) != Ok) {
     return OutOfMemory;
   }

@@ -178,16 +178,21 @@ int32_t SchurKernel(T* a, int32_t n, SchurOrder sort_order, T* z, ComplexOf<T>* 
   if (HasNonFinite(a, element_count(n, n))) return NotFinite;
 
   const char* jobvs = z != nullptr ? "V" : "N";
-  int sdim = 0, info = 0, lwork = -1;
-  T query{};
-  if constexpr (is_complex_v<T>)
-    Core<T>::gees(jobvs, "N", nullptr, &n, nullptr, &n, &sdim, nullptr, nullptr, &n, &query, &lwork,
-                  nullptr, nullptr, &info);
-  else
-    Core<T>::gees(jobvs, "N", nullptr, &n, nullptr, &n, &sdim, nullptr, nullptr, nullptr, &n, &query,
-                  &lwork, nullptr, &info);
+  int sdim = 0, info = 0, lwork = 0;
+  static thread_local QueryAnswers<2> answers;
+  info = answers.ask({n, z != nullptr}, lwork, [&](int& answer) {
+    int query_info = 0, query_size = -1;
+    T query{};
+    if constexpr (is_complex_v<T>)
+      Core<T>::gees(jobvs, "N", nullptr, &n, nullptr, &n, &sdim, nullptr, nullptr, &n, &query,
+                    &query_size, nullptr, nullptr, &query_info);
+    else
+      Core<T>::gees(jobvs, "N", nullptr, &n, nullptr, &n, &sdim, nullptr, nullptr, nullptr, &n,
+                    &query, &query_size, nullptr, &query_info);
+    answer = workspace_size(query);
+    return query_info;
+  });
   if (info != 0) return InternalError;
-  lwork = workspace_size(query);
 
   // Work layout: the column-major copy (becomes T), for real types WR and WI
   // (one element of T each), the core's workspace, then the Schur vectors
@@ -250,8 +255,10 @@ int32_t SchurFront(Handle a, int32_t compute_vectors, int32_t sort_order_bits, H
   if (cols(a) != n) return NotSquare;
   if (sort_order >= kSchurOrderCount) return SelectorOutOfRange;
   T* vectors = nullptr;
-  if (compute_vectors == 0) EmptyMatrix<T>(z);
-  else if (ResizeMatrix<T>(z, n, n, &vectors) != Ok) return OutOfMemory;
+  // An output already empty needs no trip to the host.
+  if (compute_vectors == 0) {
+    if (rows(z) != 0 || cols(z) != 0) EmptyMatrix<T>(z);
+  } else if (ResizeMatrix<T>(z, n, n, &vectors) != Ok) return OutOfMemory;
   ComplexOf<T>* values = nullptr;
   if (ResizeVector<ComplexOf<T>>(eigenvalues, n, &values) != Ok) return OutOfMemory;
   // On failure the export empties A, Z and the eigenvalues: A is lost.

@@ -55,11 +55,16 @@ int32_t SingularValueKernel(const T* a, int32_t m, int32_t n, T* u, RealOf<T>* s
   const int32_t ldvt = job == 'A' ? m : k;
   const char jobz[2] = {job, '\0'};
 
-  T query{};
-  int info = 0;
-  gesdd<T>(jobz, n, m, nullptr, n, s, v, n, u, ldvt, &query, -1, nullptr, nullptr, &info);
+  int info = 0, lwork = 0;
+  static thread_local QueryAnswers<3> answers;
+  info = answers.ask({m, n, job}, lwork, [&](int& answer) {
+    T query{};
+    int query_info = 0;
+    gesdd<T>(jobz, n, m, nullptr, n, s, v, n, u, ldvt, &query, -1, nullptr, nullptr, &query_info);
+    answer = std::max(1, workspace_size(query));
+    return query_info;
+  });
   if (info != 0) return InternalError;
-  const int32_t lwork = std::max(1, workspace_size(query));
 
   if constexpr (is_complex_v<T>) {
     // The core's real workspace for vector jobs; asked for every job, since

@@ -2,7 +2,8 @@
 // How an operation plans its workspace, in the same steps everywhere:
 //
 //  1. ask the core for its own workspace (LWORK = -1) and read the answer
-//     with workspace_size (frame/core.hpp);
+//     with workspace_size (frame/core.hpp), through the query site's
+//     QueryAnswers so that a loop at one size asks only once;
 //  2. add up the parts the operation keeps in one scratch handle as a 64-bit
 //     count (element_count, frame/counts.hpp), so that no product wraps;
 //  3. size the handle with size_scratch: a null handle is InternalError, a
@@ -21,6 +22,47 @@
 #include "frame/status.hpp"
 
 namespace tarnx {
+
+// The answers one workspace query site has had, kept per thread. The core's
+// answer depends only on the routine and element type (the site's own) and
+// on the sizes and job arguments (the key), yet at small sizes asking costs
+// as much as the work: half a microsecond to a microsecond for a 4 x 4
+// decomposition. A host loop at one size therefore asks once. A few entries
+// replaced in turn keep a loop over a handful of sizes asking once per size.
+// Each thread has its own, so calls on different threads share nothing and
+// take no lock; a site declares it `static thread_local`, constant-initialized
+// with nothing to destroy, so reaching it costs no guard.
+template <std::size_t KeyLength, class Answer = int> class QueryAnswers {
+ public:
+  using Key = std::array<int64_t, KeyLength>;
+
+  // Sets `answer` for `key`, from an earlier successful query or else from
+  // `query(answer)`, which returns the core's info. Only an answer with info
+  // 0 is kept; the info is returned (0 when the answer was known).
+  template <class Query> int ask(const Key& key, Answer& answer, Query&& query) {
+    for (const Entry& e : entries_)
+      if (e.filled && e.key == key) {
+        answer = e.answer;
+        return 0;
+      }
+    const int info = query(answer);
+    if (info == 0) {
+      entries_[next_] = Entry{key, answer, true};
+      next_ = (next_ + 1) % kEntries;
+    }
+    return info;
+  }
+
+ private:
+  static constexpr std::size_t kEntries = 4;
+  struct Entry {
+    Key key{};
+    Answer answer{};
+    bool filled = false;
+  };
+  std::array<Entry, kEntries> entries_{};
+  std::size_t next_ = 0;
+};
 
 // The core's info as a status: a negative info means the library passed an
 // argument the core refused, which is the library's fault; a positive one is

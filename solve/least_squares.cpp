@@ -115,13 +115,22 @@ int32_t least_squares_by_core_solver(const T* a, int32_t m, int32_t n, const T* 
   const R rcond = relative_threshold<T>(tolerance) * static_cast<R>(std::max(m, n));
   const int32_t ldb = std::max(m, n), r = std::min(m, n);
 
-  T query{};
-  R real_query{};
-  int int_query = 0, rank = 0, info = 0;
-  gelsd<T>(m, n, k, nullptr, m, nullptr, ldb, nullptr, rcond, &rank, &query, -1, &real_query,
-           &int_query, &info);
+  int rank = 0, info = 0;
+  // WORK, RWORK (complex types) and IWORK.
+  std::array<int, 3> sizes{};
+  static thread_local QueryAnswers<3, std::array<int, 3>> answers;
+  info = answers.ask({m, n, k}, sizes, [&](std::array<int, 3>& answer) {
+    T query{};
+    R real_query{};
+    int int_query = 0, query_info = 0;
+    gelsd<T>(m, n, k, nullptr, m, nullptr, ldb, nullptr, rcond, &rank, &query, -1, &real_query,
+             &int_query, &query_info);
+    answer = {workspace_size(query), workspace_size(real_query), int_query};
+    return query_info;
+  });
   if (info != 0) return InternalError;
-  const int64_t lwork = workspace_size(query);
+  const int64_t lwork = sizes[0], real_query = sizes[1];
+  const int int_query = sizes[2];
   // The work handle: A column-major, the right-hand sides (k columns of
   // max(m, n)), the singular values, the core's workspace, and for complex
   // types the core's real workspace, two reals to an element.
