@@ -127,6 +127,44 @@ TYPED_TEST(MatrixFunctionsTest, ExponentialClosedForms) {
   this->expect_scratch_empty();
 }
 
+// Rotations by a large angle theta, e^A unitary: each of the s squarings
+// doubles F's relative rounding, and past theta ~ 1 / eps that had grown
+// to infinity and NaN (65 squarings at 2e19 in float32). Where eps theta is
+// small the closed form holds to about eps theta (1e-8 theta in float64,
+// where the approximant's tolerance is the larger); beyond, no digit of
+// cos theta is left, but the result stays bounded as the true one is. A
+// spiral with eigenvalues -theta +- i theta decays to 0.
+TYPED_TEST(MatrixFunctionsTest, ExponentialOfLargeRotationsStaysBounded) {
+  using T = TypeParam;
+  using R = RealOf<T>;
+  const bool single = std::is_same_v<R, float>;
+  const std::vector<double> angles = single ? std::vector<double>{1e3, 2e19, 1e30}
+                                            : std::vector<double>{1e6, 1e20, 1e300};
+  for (double theta : angles) {
+    std::vector<std::vector<T>> generators = {{make<T>(0), make<T>(theta), make<T>(-theta), make<T>(0)}};
+    if constexpr (is_complex<T>) generators.push_back({make<T>(0), make<T>(0, theta), make<T>(0, theta), make<T>(0)});
+    generators.push_back({make<T>(-theta), make<T>(theta), make<T>(-theta), make<T>(-theta)});
+    for (std::size_t g = 0; g < generators.size(); ++g) {
+      ZwArrayHandle m = this->mat(2, 2, generators[g]);
+      ASSERT_EQ(this->exp(m), 0) << theta << " " << g;
+      const std::vector<T> v = matrix_values<T>(m);
+      const bool decaying = g + 1 == generators.size();
+      for (const T& e : v) {
+        EXPECT_TRUE(std::isfinite(std::real(e)) && std::isfinite(std::imag(e))) << theta << " " << g;
+        EXPECT_LE(std::abs(e), decaying ? std::numeric_limits<R>::min() : R(2)) << theta << " " << g;
+      }
+      const long double c = std::cos(static_cast<long double>(theta)), sn = std::sin(static_cast<long double>(theta));
+      const WideMatrix want = g == 0 ? WideMatrix{c, sn, -sn, c} : WideMatrix{c, wide(0, sn), wide(0, sn), c};
+      // The approximant's own tolerance, 1e-8, grows with theta as rounding does.
+      const long double tolerance = 16 * theta * std::max<long double>(1e-8L, epsilon<T>());
+      if (!decaying && tolerance < 1) {
+        EXPECT_LE(this->distance(m, want), tolerance) << theta << " " << g;
+      }
+    }
+  }
+  this->expect_scratch_empty();
+}
+
 // The degree is chosen for a relative error of 1e-8; the working precision
 // adds rounding of order n eps.
 TYPED_TEST(MatrixFunctionsTest, ExponentialMatchesTaylorReference) {
