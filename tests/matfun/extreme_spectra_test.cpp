@@ -377,9 +377,8 @@ long double log_condition(const WideMatrix& eigenvalues, bool pairs, const WideM
 // matrices down to 1e-4. A conjugate pair closer than that carries the
 // logarithm's ill-conditioning across the cut into X beyond what rounding X
 // costs; there the bound is what that condition allows, n eps kappa_exp
-// kappa_log. The square root keeps the balancing its design asks for,
-// whose factors spread with the spectrum: it is held to its backward bound
-// over 10^+-3.
+// kappa_log. The square root balances first, and the balancing's factors
+// spread with the spectrum: it is held to its backward bound over 10^+-3.
 TYPED_TEST(ExtremeSpectraTest, RandomSpreadSpectra) {
   using T = TypeParam;
   const long double eps = epsilon<T>();
