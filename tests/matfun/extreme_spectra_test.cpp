@@ -1,9 +1,9 @@
-// Square root and logarithm on spectra that the plain scalar formulas get
-// wrong: eigenvalues whose squared modulus overflows or underflows, and
-// conjugate pairs close to the negative real axis, where the root's real
-// part and T^(1/2^s) - I both cancel. Results are checked against closed
-// forms and against residuals in long double, X X - A and exp(X) - A, scaled
-// by what the conditioning of the problem allows.
+// Square root and logarithm through the exports, mostly on spectra that the
+// plain scalar formulas get wrong: eigenvalues whose squared modulus
+// overflows or underflows, and conjugate pairs close to the negative real
+// axis, where the root's real part and T^(1/2^s) - I both cancel. Results are
+// checked against closed forms and against the residuals X X - A and
+// exp(X) - A, scaled by what the conditioning of the problem allows.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -15,6 +15,7 @@
 namespace {
 
 using namespace test;
+using cd = std::complex<double>;
 
 template <class T> class ExtremeSpectraTest : public ::testing::Test {
  protected:
@@ -28,10 +29,19 @@ template <class T> class ExtremeSpectraTest : public ::testing::Test {
     return MatFun<T>::sqrt(host.matrix<T>(n, n, a), x, host.empty(), host.empty(), host.empty(),
                            host.empty(), host.empty());
   }
-  int32_t log(int32_t n, const std::vector<T>& a) {
-    return MatFun<T>::log(host.matrix<T>(n, n, a), x, host.empty(), host.empty(), host.empty(),
-                          host.empty(), host.empty());
+  // The logarithm's scratch handles arrive non-empty, so that emptying them
+  // is seen; `null_scratch` k (1 to 5) passes the k-th as null.
+  ZwArrayHandle scale = host.vector<R>({R(1)}), work = host.vector<C>({C(2)}),
+                balance = host.vector<C>({C(3)}), schur1 = host.vector<C>({C(4)}),
+                schur2 = host.vector<double>({5.0});
+  int32_t log_call(ZwArrayHandle a, int null_scratch = 0) {
+    ZwArrayHandle h[5] = {scale, work, balance, schur1, schur2};
+    if (null_scratch > 0) h[null_scratch - 1] = nullptr;
+    const int32_t status = MatFun<T>::log(a, x, h[0], h[1], h[2], h[3], h[4]);
+    EXPECT_EQ(length(scale) + length(work) + length(balance) + length(schur1) + length(schur2), 0);
+    return status;
   }
+  int32_t log(int32_t n, const std::vector<T>& a) { return log_call(host.matrix<T>(n, n, a)); }
   WideMatrix result() {
     const std::vector<C> v = matrix_values<C>(x);
     for (const C& e : v) EXPECT_TRUE(std::isfinite(e.real()) && std::isfinite(e.imag())) << e;
@@ -167,12 +177,19 @@ TYPED_TEST(ExtremeSpectraTest, ScalarRootKeepsThePlainFormulasBits) {
   };
   root_bits(T(4), C(2, 0));
   root_bits(T(-4), C(0, 2));
+  root_bits(T(0), C(0, 0));
   root_bits(T(2), C(std::sqrt(R(2)), 0));
   if constexpr (is_complex<T>) {
     root_bits(T(3, 4), C(2, 1));
+    root_bits(T(3, -4), C(2, -1));
     root_bits(T(0, 2), C(1, 1));
     root_bits(T(-3, -4), C(1, -2));
+    root_bits(T(-4, -0.0), C(0, 2));  // only a negative y turns the root down
   }
+  // A 1 x 1 needs no scratch.
+  ZwArrayHandle a = this->host.template matrix<T>(1, 1, {T(9)});
+  EXPECT_EQ(MatFun<T>::sqrt(a, this->x, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(matrix_values<C>(this->x).at(0), C(3, 0));
 }
 
 // 1 x 1 roots over the whole range against long double's complex root:
@@ -399,6 +416,79 @@ TYPED_TEST(ExtremeSpectraTest, RandomSpreadSpectra) {
         EXPECT_LE(log_residual(x, wa, n), bound) << n << " " << seed << " " << closest;
       }
     }
+}
+
+// ---- the logarithm's closed forms, statuses and failure contract -------------------------
+
+TYPED_TEST(ExtremeSpectraTest, LogClosedForms) {
+  using T = TypeParam;
+  const double pi = std::numbers::pi;
+  // log I = 0, exactly.
+  ASSERT_EQ(this->log(3, {T(1), T(0), T(0), T(0), T(1), T(0), T(0), T(0), T(1)}), 0);
+  EXPECT_EQ(this->result(), WideMatrix(9));
+  // Triangular: log [a b; 0 c] = [log a, b (log a - log c) / (a - c); 0, log c],
+  // and a Jordan block [2 1; 0 2] gives [log 2, 1/2; 0, log 2].
+  ASSERT_EQ(this->log(2, {T(4), T(3), T(0), T(1)}), 0);
+  EXPECT_LE(relative_distance(this->result(), {std::log(4.0L), std::log(4.0L), 0, 0}), 10 * epsilon<T>());
+  ASSERT_EQ(this->log(2, {T(2), T(1), T(0), T(2)}), 0);
+  EXPECT_LE(relative_distance(this->result(), {std::log(2.0L), 0.5L, 0, std::log(2.0L)}), 10 * epsilon<T>());
+  // 1 x 1 on the principal branch; scratch handles are not needed.
+  auto scalar = [&](T v, int32_t want, cd expected) {
+    ZwArrayHandle a = this->host.template matrix<T>(1, 1, {v});
+    ASSERT_EQ(this->log_call(a, 1), want);
+    ASSERT_EQ(this->log_call(a, 2), want);
+    const cd got(matrix_values<typename TestFixture::C>(this->x)[0]);
+    EXPECT_LE(std::abs(got - expected), 2 * epsilon<T>() * std::abs(expected)) << cd(v);
+  };
+  scalar(T(std::exp(1.0)), 0, 1.0);
+  scalar(T(-4), 20006, {std::log(4.0), pi});
+  if constexpr (is_complex<T>) {
+    scalar(T(3, 4), 0, {std::log(5.0), std::atan2(4.0, 3.0)});
+    scalar(T(0, -2), 0, {std::log(2.0), -pi / 2});
+    scalar(T(-1, -0.0), 20006, {0.0, pi});  // the axis takes +i pi, whatever the zero's sign
+  }
+}
+
+TYPED_TEST(ExtremeSpectraTest, LogStatusFromTheSpectrum) {
+  using T = TypeParam;
+  // A negative eigenvalue still has a logarithm: kept, with the warning.
+  const std::vector<T> negative{T(-1), T(1), T(0), T(2)};
+  ASSERT_EQ(this->log(2, negative), 20006);
+  EXPECT_LE(relative_distance(exp_by_taylor(this->result(), 2), widen(negative)), 20 * epsilon<T>());
+  EXPECT_NEAR(double(this->result()[0].imag()), std::numbers::pi, 10 * epsilon<T>());
+  // So does a tiny one, by the square root's test |lambda|^2 < eps.
+  const RealOf<T> tiny = std::sqrt(epsilon<T>()) / 4;
+  ASSERT_EQ(this->log(2, {T(tiny), T(0), T(0), T(1)}), 20006);
+  EXPECT_NEAR(double(this->result()[0].real()), std::log(double(tiny)), -10 * epsilon<T>() * std::log(double(tiny)));
+  // An eigenvalue 0 has none.
+  for (int32_t n : {1, 2}) {
+    ASSERT_EQ(this->log(1, {T(2)}), 0);
+    EXPECT_EQ(this->log(n, n == 1 ? std::vector<T>{T(0)} : std::vector<T>{T(0), T(1), T(0), T(1)}), -20041);
+    EXPECT_EQ(rows(this->x) + cols(this->x), 0);
+  }
+}
+
+TYPED_TEST(ExtremeSpectraTest, LogFailuresInTheirOrderEmptyX) {
+  using T = TypeParam;
+  const std::vector<T> good{T(2), T(1), T(0), T(3)};
+  auto expect_failure = [&](int32_t want, ZwArrayHandle a, int null_scratch = 0, int64_t failing_resize = 0) {
+    // A success first leaves X to empty; a failing resize needs X empty
+    // already, so that its resize reaches the host.
+    if (failing_resize == 0) {
+      ASSERT_EQ(this->log(2, good), 0);
+    }
+    FailNthResize fail(failing_resize);
+    EXPECT_EQ(this->log_call(a, null_scratch), want);
+    EXPECT_EQ(rows(this->x) + cols(this->x), 0);
+  };
+  auto m = [&](int32_t r, int32_t c, const std::vector<T>& v) { return this->host.template matrix<T>(r, c, v); };
+  expect_failure(-20003, m(0, 0, {}));
+  expect_failure(-20040, m(2, 3, std::vector<T>(6, T(NAN))));
+  expect_failure(-20068, m(2, 2, {T(1), T(0), T(0), T(INFINITY)}), 1);
+  expect_failure(-20068, m(1, 1, {T(NAN)}));
+  for (int null_scratch = 1; null_scratch <= 5; ++null_scratch) expect_failure(-20999, m(2, 2, good), null_scratch);
+  // X, then the workspace; every later resize is failed by the export sweep.
+  for (int64_t k = 1; k <= 2; ++k) expect_failure(-20001, m(2, 2, good), 0, k);
 }
 
 }  // namespace

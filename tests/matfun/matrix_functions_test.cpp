@@ -184,25 +184,6 @@ TYPED_TEST(MatrixFunctionsTest, ExponentialMatchesTaylorReference) {
 
 // ---- square root -----------------------------------------------------------------------------
 
-TYPED_TEST(MatrixFunctionsTest, SquareRootOfScalarIsPrincipal) {
-  using T = TypeParam;
-  using C = typename TestFixture::C;
-  ZwArrayHandle x = this->host.empty();
-  auto root_of = [&](T v) {
-    EXPECT_EQ(MatFun<T>::sqrt(this->mat(1, 1, {v}), x, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
-    return matrix_values<C>(x).at(0);
-  };
-  EXPECT_EQ(root_of(make<T>(4)), C(2, 0));
-  EXPECT_EQ(root_of(make<T>(-4)), C(0, 2));
-  EXPECT_EQ(root_of(make<T>(0)), C(0, 0));
-  if constexpr (is_complex<T>) {
-    EXPECT_EQ(root_of(T(3, 4)), C(2, 1));
-    EXPECT_EQ(root_of(T(3, -4)), C(2, -1));
-    EXPECT_EQ(root_of(T(-4, -0.0)), C(0, 2));  // only a negative y turns the root down
-    EXPECT_LT(root_of(T(-4, -1e-30)).imag(), 0);
-  }
-}
-
 // Random matrices, real and complex, with eigenvalues anywhere: X X = A to
 // rounding. And B = X0 X0 with X0 = 2 I + E, |E| small: X0's eigenvalues lie
 // in the right half-plane, so X0 is B's principal root. Orders above 32 take
