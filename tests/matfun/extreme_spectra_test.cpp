@@ -15,7 +15,6 @@
 namespace {
 
 using namespace test;
-using cd = std::complex<double>;
 
 template <class T> class ExtremeSpectraTest : public ::testing::Test {
  protected:
@@ -433,6 +432,7 @@ TYPED_TEST(ExtremeSpectraTest, LogClosedForms) {
   ASSERT_EQ(this->log(2, {T(2), T(1), T(0), T(2)}), 0);
   EXPECT_LE(relative_distance(this->result(), {std::log(2.0L), 0.5L, 0, std::log(2.0L)}), 10 * epsilon<T>());
   // 1 x 1 on the principal branch; scratch handles are not needed.
+  using cd = std::complex<double>;
   auto scalar = [&](T v, int32_t want, cd expected) {
     ZwArrayHandle a = this->host.template matrix<T>(1, 1, {v});
     ASSERT_EQ(this->log_call(a, 1), want);

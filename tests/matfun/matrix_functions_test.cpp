@@ -165,23 +165,6 @@ TYPED_TEST(MatrixFunctionsTest, ExponentialOfLargeRotationsStaysBounded) {
   this->expect_scratch_empty();
 }
 
-// The degree is chosen for a relative error of 1e-8; the working precision
-// adds rounding of order n eps.
-TYPED_TEST(MatrixFunctionsTest, ExponentialMatchesTaylorReference) {
-  using T = TypeParam;
-  for (int n : {2, 5, 12, 30}) {
-    for (double size : {0.1, 1.0, 6.0}) {
-      auto v = random_values<T>(n * n, 100 + n);
-      for (T& x : v) x *= RealOf<T>(size / std::sqrt(double(n)));
-      ZwArrayHandle a = this->mat(n, n, v);
-      ASSERT_EQ(this->exp(a), 0) << n << " " << size;
-      EXPECT_LE(this->distance(a, exp_by_taylor(widen(v), n)), 1e-8L + 20.0L * n * epsilon<T>())
-          << n << " " << size;
-    }
-  }
-  this->expect_scratch_empty();
-}
-
 // ---- square root -----------------------------------------------------------------------------
 
 // Random matrices, real and complex, with eigenvalues anywhere: X X = A to
