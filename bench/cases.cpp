@@ -1253,16 +1253,12 @@ template <class T, auto Export> struct MatrixLogarithm : SchurFunction<T, Export
     C* t = frame.t.data();
     C* other = spare.data();
     for (int32_t j = 0; j < n; ++j) diagonal[j] = t[static_cast<size_t>(j) * n + j];
-    int roots = 0;
-    double rho = tarnx::distance_to_identity(t, n);
-    for (; rho > 0.25 && roots < 64; ++roots) {
-      tarnx::triangular_square_root<R, RawProduct<R>>(t, n, other);
-      std::swap(t, other);
-      rho = tarnx::distance_to_identity(t, n);
-    }
-    long double nodes[tarnx::kMaxDegree], weights[tarnx::kMaxDegree];
-    const int degree = tarnx::pade_degree<R>(rho, nodes, weights);
+    const int roots = tarnx::take_roots(t, other, n, y.data(), [this](const C* from, C* to) {
+      tarnx::triangular_square_root<R, RawProduct<R>>(from, n, to);
+    });
     for (int32_t j = 0; j < n; ++j) t[static_cast<size_t>(j) * n + j] -= C(1);
+    long double nodes[tarnx::kMaxDegree], weights[tarnx::kMaxDegree];
+    const int degree = tarnx::pade_degree<R>(tarnx::power_bounds(t, n, C(0), y.data()), nodes, weights);
     std::fill(log_t.begin(), log_t.end(), C(0));
     for (int k = 0; k < degree; ++k) {
       const R node = static_cast<R>(nodes[k]);

@@ -10,10 +10,14 @@
 //   ops.solve(den, n, num, f)         f = den^-1 num, a status back
 // The steps index the diagonal as element i (n + 1) and take every product
 // in the policy's layout, so they hold row-major and column-major alike.
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <complex>
+#include <limits>
+#include <numbers>
 #include <utility>
 
 #include "frame/status.hpp"
@@ -21,6 +25,45 @@
 #include "matfun/pade.hpp"
 
 namespace tarnx {
+
+namespace exponential {
+
+// An upper bound of the largest eigenvalue of the Hermitian part
+// (A + A^H) / 2, by Gershgorin's discs: ||e^(tA)||_2 <= e^(t mu) for t >= 0.
+// Symmetric in i and j, so it holds in either layout.
+template <class T> double hermitian_part_bound(const T* a, int32_t n) {
+  double best = -std::numeric_limits<double>::infinity();
+  for (int32_t i = 0; i < n; ++i) {
+    double row = static_cast<double>(std::real(a[static_cast<std::size_t>(i) * n + i]));
+    for (int32_t j = 0; j < n; ++j) {
+      if (j == i) continue;
+      const T upper = a[static_cast<std::size_t>(i) * n + j], lower = a[static_cast<std::size_t>(j) * n + i];
+      if constexpr (is_complex_v<T>) row += std::abs(std::complex<double>(upper + std::conj(lower))) / 2;
+      else row += std::abs(static_cast<double>(upper) + static_cast<double>(lower)) / 2;
+    }
+    best = std::max(best, row);
+  }
+  return best;
+}
+
+// Keeps the power F ~ e^(2^k A) within what the true power can be: no
+// element above ||e^(2^k A)||_2 <= e^(2^k mu), `log_bound` = 2^k mu. Each
+// squaring doubles F's relative rounding, so after s of them F's modulus
+// is off by a factor e^(2^s eps) that nothing in the true result limits:
+// past ||A|| ~ 1 / eps (65 squarings of a rotation by 2e19 in float32) a
+// bounded result would overflow to infinity and NaN. A power more than
+// twice the bound is scaled back onto it; rounding alone of a well-scaled
+// problem never comes near that, so ordinary results keep their bits.
+template <class T, class Ops> void keep_within(T* f, int32_t count, double log_bound, Ops& ops) {
+  using R = RealOf<T>;
+  double largest = 0;
+  for (int32_t i = 0; i < count; ++i) largest = std::max(largest, static_cast<double>(std::abs(f[i])));
+  if (!(largest > 0) || !std::isfinite(largest)) return;
+  const double excess = std::log(largest) - log_bound;
+  if (excess > std::numbers::ln2) ops.scale(count, static_cast<R>(std::exp(-excess)), f);
+}
+
+}  // namespace exponential
 
 // e^A in place of `a`, whose infinity norm is `norm`. The four blocks of
 // n x n elements are the numerator, the denominator, the running power and
@@ -36,6 +79,8 @@ int32_t scaled_pade_exponential(T* a, int32_t n, double norm, const std::array<T
   const double factor = std::pow(0.5, s);
   if (s > 0) ops.scale(nn, static_cast<R>(factor), a);
   const double scaled_norm = norm * factor;
+  // The bound on the scaled A's exponential that the squarings must keep.
+  const double log_bound = exponential::hermitian_part_bound(a, n);
 
   auto [num, den, power, spare] = blocks;
 
@@ -70,11 +115,12 @@ int32_t scaled_pade_exponential(T* a, int32_t n, double norm, const std::array<T
   if (s > 0) {
     // N and D are spent: N serves as the second buffer of the squarings.
     T* other = num;
-    for (int32_t i = 1; i < s; ++i) {
-      ops.multiply(n, f, f, other);
-      std::swap(f, other);
+    for (int32_t i = 1; i <= s; ++i) {
+      T* out = i == s ? a : other;
+      ops.multiply(n, f, f, out);
+      exponential::keep_within(out, nn, std::ldexp(log_bound, i), ops);
+      if (i < s) std::swap(f, other);
     }
-    ops.multiply(n, f, f, a);
   }
   return Ok;
 }

@@ -26,14 +26,6 @@ namespace tarnx {
 namespace {
 
 
-// Square roots are taken until ||T - I||_1 is at most this. Past it the
-// degree the approximant needs grows faster than one root costs; below it
-// each root buys little and doubles the rounding error of M.
-constexpr double kRootTarget = 0.25;
-// Each root halves log T; after this many the remaining distance to I is
-// rounding, whatever T was.
-constexpr int kMaxRoots = 64;
-
 // The argument in (-pi, pi]: a value on the negative real axis takes +pi,
 // whatever the sign of its zero imaginary part.
 template <class C> typename C::value_type principal_arg(C v) {
@@ -132,9 +124,11 @@ int32_t matrix_logarithm(C* x, int32_t n, Handle scale_factors, Handle workspace
     if (status != Singular) x[0] = scalar_log(x[0]);
     return status;
   }
-  // log(D^-1 A D) = D^-1 log(A) D: balancing costs two copies and keeps the
-  // Schur form and the roots away from badly scaled rows.
+  // Not balanced: see SchurFrame::balance. The logarithm's condition is
+  // what the Schur form sees, and a balancing spread of 1e10 cost exp(X) = A
+  // six digits where the unbalanced form keeps it to rounding.
   SchurFrame<C> frame;
+  frame.balance = false;
   if (int32_t status = frame.enter(x, n, 1, 3, scale_factors, workspace, balance_workspace,
                                    schur_work, schur_real_work);
       status != Ok)
@@ -157,18 +151,7 @@ int32_t matrix_logarithm(C* x, int32_t n, Handle scale_factors, Handle workspace
   for (int32_t j = 0; j + 1 < n; ++j) coupling[j] = x[j * step + 1];
 
   C* t = x;
-  int roots = 0;
-  double rho = distance_to_identity(t, n);
-  for (; rho > kRootTarget && roots < kMaxRoots; ++roots) {
-    // No eigenvalue is 0 here, so the root's test for a pair of zero
-    // eigenvalues could only zero a true coupling of two small roots.
-    triangular_square_root<R, triangular_sqrt::CoreProduct<R>, false>(t, n, spare);
-    std::swap(t, spare);
-    rho = distance_to_identity(t, n);
-  }
-
-  long double nodes[kMaxDegree], weights[kMaxDegree];
-  const int degree = pade_degree<R>(rho, nodes, weights);
+  const int roots = take_roots(t, spare, n, y, [n](const C* from, C* to) { triangular_square_root(from, n, to); });
   // M = T - I in place. After roots its diagonal, and the superdiagonal
   // that couples neighbouring eigenvalues, come from the eigenvalues
   // themselves: the roots have them only as differences of numbers close to
@@ -182,6 +165,9 @@ int32_t matrix_logarithm(C* x, int32_t n, Handle scale_factors, Handle workspace
     d = root_minus_one(values[j], roots);
     if (j + 1 < n) t[j * step + 1] = coupling[j] * power_divided_difference(values[j], values[j + 1], roots);
   }
+  // The degree from M as it now stands; y is free until the sum below.
+  long double nodes[kMaxDegree], weights[kMaxDegree];
+  const int degree = pade_degree<R>(power_bounds(t, n, C(0), y), nodes, weights);
   // log_t = sum w_j (I + t_j M)^-1 M. The core sees each row-major upper
   // triangular block as its lower triangular transpose, and
   // (I + t_j M^T)^-1 M^T is the transpose of the wanted term, since the two

@@ -2,6 +2,7 @@
 // A function of a matrix through its balanced complex Schur form:
 // f(A) = D Q f(T) Q^H D^-1. The square root and the logarithm share this
 // frame and differ only in what they do to the triangular T.
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <tuple>
@@ -41,6 +42,13 @@ template <class C> struct SchurFrame {
   C* blocks = nullptr;       // the caller's own n x n blocks
   R* scale = nullptr;
   BalancedRange range;
+  // Whether A is balanced first. f(D^-1 A D) = D^-1 f(A) D holds exactly,
+  // but the errors of f(B) come back multiplied by up to ||D|| ||D^-1||,
+  // which the core lets grow past 1e10 for a spectrum spread over many
+  // orders of magnitude. Without it the scale factors are 1 and the
+  // balancing workspace is sized and handed back all the same, so that the
+  // handles keep their contract.
+  bool balance = true;
 
   // Sizes `workspace` to Q, the eigenvalues, `extra_vectors` vectors of n
   // and `extra_blocks` n x n blocks, and `scale_factors` to n, then balances
@@ -57,8 +65,13 @@ template <class C> struct SchurFrame {
       return status;
     if (int32_t status = size_scratch<R>(scale_factors, n, &scale); status != Ok) return status;
     std::tie(q, eigenvalues, vectors, blocks) = std::tuple_cat(parts);
-    if (int32_t status = BalanceKernel(x, n, scale, balance_workspace, &range); status != Ok)
-      return status;
+    if (balance) {
+      if (int32_t status = BalanceKernel(x, n, scale, balance_workspace, &range); status != Ok) return status;
+    } else {
+      const ScratchRelease<C> release(balance_workspace);
+      if (int32_t status = size_scratch<C>(balance_workspace, nn); status != Ok) return status;
+      std::fill(scale, scale + n, R(1));
+    }
     return SchurKernel<C>(x, n, SchurOrder::AsComputed, q, eigenvalues, schur_work, schur_real_work, nullptr);
   }
 

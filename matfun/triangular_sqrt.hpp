@@ -27,16 +27,16 @@ namespace triangular_sqrt {
 
 constexpr int32_t kLeaf = 32;  // blocks of at most this order use the element recurrence
 
-// s / d by Smith's method. With `ZeroPairs`, 0 when both squared moduli
-// are below the precision's epsilon (two equal zero eigenvalues: any value
-// would do, 0 keeps the root finite). That test is absolute: for a
-// spectrum without 0 it also zeroes a true coupling of two small roots, so
-// a caller whose eigenvalues are known to be nonzero turns it off. A small d
-// against a larger s is divided as it stands.
-template <class R, bool ZeroPairs> std::complex<R> divide(R sr, R si, std::complex<R> d) {
+// s / d by Smith's method, except that 0 / 0 gives 0: two equal zero
+// eigenvalues with nothing coupling them, where any value would do and 0
+// keeps the root finite. Only exact zeros take that way. Two roots that
+// merely cancel to within rounding (a conjugate pair close to the negative
+// real axis) have a true, possibly large quotient, and a coupling within
+// rounding of zero is still what T holds. A small d against a larger s is
+// divided as it stands.
+template <class R> std::complex<R> divide(R sr, R si, std::complex<R> d) {
   const R dr = d.real(), di = d.imag();
-  constexpr R eps = Traits<R>::epsilon;
-  if (ZeroPairs && sr * sr + si * si < eps && dr * dr + di * di < eps) return std::complex<R>(R(0), R(0));
+  if (sr == R(0) && si == R(0) && dr == R(0) && di == R(0)) return std::complex<R>(R(0), R(0));
   if (std::abs(dr) >= std::abs(di)) {
     const R rho = di / dr, q = dr + rho * di;
     return std::complex<R>((sr + rho * si) / q, (si - rho * sr) / q);
@@ -53,13 +53,13 @@ template <class R> inline void subtract_product(R& sr, R& si, std::complex<R> x,
 
 // The element recurrence on a diagonal block of order m (leading dimension
 // ld), in place: the upper triangle holds T on entry and R on return.
-template <class R, bool ZeroPairs> void leaf_root(std::complex<R>* r, int32_t m, std::size_t ld) {
+template <class R> void leaf_root(std::complex<R>* r, int32_t m, std::size_t ld) {
   for (int32_t j = 0; j < m; ++j) {
     r[j * ld + j] = principal_square_root(r[j * ld + j]);
     for (int32_t i = j - 1; i >= 0; --i) {
       R sr = r[i * ld + j].real(), si = r[i * ld + j].imag();
       for (int32_t k = i + 1; k < j; ++k) subtract_product(sr, si, r[i * ld + k], r[k * ld + j]);
-      r[i * ld + j] = divide<R, ZeroPairs>(sr, si, r[i * ld + i] + r[j * ld + j]);
+      r[i * ld + j] = divide<R>(sr, si, r[i * ld + i] + r[j * ld + j]);
     }
   }
 }
@@ -67,7 +67,7 @@ template <class R, bool ZeroPairs> void leaf_root(std::complex<R>* r, int32_t m,
 // A X + X B = C for X in place of C (m x p), A (m x m) and B (p x p) upper
 // triangular roots: element (i, j) couples R(i,i) and R(j,j) exactly as in
 // the recurrence, rows from the bottom up, columns left to right.
-template <class R, bool ZeroPairs>
+template <class R>
 void leaf_sylvester(const std::complex<R>* a, int32_t m, const std::complex<R>* b, int32_t p,
                     std::complex<R>* c, std::size_t ld) {
   for (int32_t j = 0; j < p; ++j) {
@@ -75,7 +75,7 @@ void leaf_sylvester(const std::complex<R>* a, int32_t m, const std::complex<R>* 
       R sr = c[i * ld + j].real(), si = c[i * ld + j].imag();
       for (int32_t k = i + 1; k < m; ++k) subtract_product(sr, si, a[i * ld + k], c[k * ld + j]);
       for (int32_t k = 0; k < j; ++k) subtract_product(sr, si, c[i * ld + k], b[k * ld + j]);
-      c[i * ld + j] = divide<R, ZeroPairs>(sr, si, a[i * ld + i] + b[j * ld + j]);
+      c[i * ld + j] = divide<R>(sr, si, a[i * ld + i] + b[j * ld + j]);
     }
   }
 }
@@ -94,57 +94,55 @@ template <class R> struct CoreProduct {
   }
 };
 
-template <class R, class Product, bool ZeroPairs>
+template <class R, class Product>
 void sylvester(const std::complex<R>* a, int32_t m, const std::complex<R>* b, int32_t p,
                std::complex<R>* c, std::size_t ld) {
   if (m <= kLeaf && p <= kLeaf) {
-    leaf_sylvester<R, ZeroPairs>(a, m, b, p, c, ld);
+    leaf_sylvester<R>(a, m, b, p, c, ld);
   } else if (m >= p) {
     // [A11 A12; 0 A22] [X1; X2] + [X1; X2] B = [C1; C2]: the bottom half
     // first, then its share of the top half's sums.
     const int32_t m1 = m / 2, m2 = m - m1;
     std::complex<R>* c2 = c + m1 * ld;
-    sylvester<R, Product, ZeroPairs>(a + m1 * ld + m1, m2, b, p, c2, ld);
+    sylvester<R, Product>(a + m1 * ld + m1, m2, b, p, c2, ld);
     Product::subtract(m1, p, m2, a + m1, c2, c, ld);
-    sylvester<R, Product, ZeroPairs>(a, m1, b, p, c, ld);
+    sylvester<R, Product>(a, m1, b, p, c, ld);
   } else {
     // A [X1 X2] + [X1 X2] [B11 B12; 0 B22] = [C1 C2]: the left half first.
     const int32_t p1 = p / 2, p2 = p - p1;
-    sylvester<R, Product, ZeroPairs>(a, m, b, p1, c, ld);
+    sylvester<R, Product>(a, m, b, p1, c, ld);
     Product::subtract(m, p2, p1, c, b + p1, c + p1, ld);
-    sylvester<R, Product, ZeroPairs>(a, m, b + p1 * ld + p1, p2, c + p1, ld);
+    sylvester<R, Product>(a, m, b + p1 * ld + p1, p2, c + p1, ld);
   }
 }
 
-template <class R, class Product, bool ZeroPairs> void root(std::complex<R>* r, int32_t m, std::size_t ld) {
+template <class R, class Product> void root(std::complex<R>* r, int32_t m, std::size_t ld) {
   if (m <= kLeaf) {
-    leaf_root<R, ZeroPairs>(r, m, ld);
+    leaf_root<R>(r, m, ld);
     return;
   }
   // [R11 R12; 0 R22]^2 = [T11 T12; 0 T22]: both diagonal roots, then
   // R11 R12 + R12 R22 = T12.
   const int32_t m1 = m / 2, m2 = m - m1;
   std::complex<R>* r22 = r + m1 * ld + m1;
-  root<R, Product, ZeroPairs>(r, m1, ld);
-  root<R, Product, ZeroPairs>(r22, m2, ld);
-  sylvester<R, Product, ZeroPairs>(r, m1, r22, m2, r + m1, ld);
+  root<R, Product>(r, m1, ld);
+  root<R, Product>(r22, m2, ld);
+  sylvester<R, Product>(r, m1, r22, m2, r + m1, ld);
 }
 
 }  // namespace triangular_sqrt
 
 // R (row-major n x n) = the square root of the upper triangle of T (row-major
 // n x n; its strict lower triangle is not read). R's strict lower triangle
-// is zero. Where two diagonal roots cancel and the coupling term is within
-// rounding of zero as well (the joint test of squared moduli against the
-// precision's epsilon), the element is set to 0, unless `ZeroPairs` is
-// false (see divide).
-template <class R, class Product = triangular_sqrt::CoreProduct<R>, bool ZeroPairs = true>
+// is zero. Where two diagonal roots are both exactly zero and so is the
+// coupling term, the element is 0 (see divide).
+template <class R, class Product = triangular_sqrt::CoreProduct<R>>
 void triangular_square_root(const std::complex<R>* t, int32_t n, std::complex<R>* r) {
   const std::size_t ld = static_cast<std::size_t>(n);
   for (int32_t i = 0; i < n; ++i)
     for (int32_t j = 0; j < n; ++j)
       r[i * ld + j] = j >= i ? t[i * ld + j] : std::complex<R>(R(0), R(0));
-  triangular_sqrt::root<R, Product, ZeroPairs>(r, n, ld);
+  triangular_sqrt::root<R, Product>(r, n, ld);
 }
 
 }  // namespace tarnx

@@ -34,6 +34,18 @@ def exponential(run):
             r = run.call(f"{t}MtrxExpH", A=a)
             c.status(r)
             c.close("exp(A)", r["A"], want, tol)
+    # A rotation by an angle far past 1 / ε: no digit of cos θ survives the
+    # rounding of A, but the result stays as bounded as the true one
+    for t in "sdcz":
+        theta = 2e19 if t in "sc" else 1e300
+        i = 1j if t in "cz" else 1
+        a = np.array([[0, i * theta], [(i if t in "cz" else -1) * theta, 0]]).astype(TYPES[t])
+        with run.case(f"{t}MtrxExpH", "rotation by 1/ε and more") as c:
+            r = run.call(f"{t}MtrxExpH", A=a)
+            c.status(r)
+            got = wide(r["A"])
+            c.true("finite and bounded like the unitary e^A", np.all(np.isfinite(got)) and np.abs(got).max() <= 2,
+                   f"largest modulus {np.abs(got).max():.3g}")
 
 
 def square_root(run):
@@ -76,6 +88,28 @@ def logarithm(run):
                 c.close("exp(X) = A", sl.expm(x), aw, 20 * n * e * kappa * max(1.0, np.linalg.norm(x, 2)))
                 if not on_axis:
                     c.close("principal logarithm", x, want, 20 * n * e * kappa, scale=max(fro(want), 1.0))
+    # Moduli over 10^±3 and a conjugate pair 1e-6 from the cut, coupled to
+    # the rest: exp(X) = A as closely as SciPy's own logarithm manages it
+    # (its own generator, so that the families after it see the inputs they always had)
+    rng = np.random.default_rng(18)
+    for t in "dz":
+        e = eps(t)
+        n = 6
+        values = [1e3, -1e-3 + 1e-9j, -1e-3 - 1e-9j, 2 + 1j, 0.5e-3, -40 + 3j]
+        # couplings scaled by the gap they bridge keep X's elements near the
+        # eigenvalues' logarithms, so that exp(X) measures the logarithm and
+        # not exp's own ill-conditioning at a far from normal X
+        gaps = np.abs(np.subtract.outer(values, values))
+        s = np.triu(rng.standard_normal((n, n)) * gaps, 1) + np.diag(values)
+        v = rng.standard_normal((n, n)) + 3 * np.eye(n)
+        a = (v @ s @ np.linalg.inv(v))
+        a = (a.real if t == "d" else a).astype(TYPES[t])
+        aw = wide(a).astype(np.complex128)
+        theirs = sl.logm(aw, disp=False)[1]
+        with run.case(f"{t}MtrxLnH", "6x6 spread spectrum, pair near the cut") as c:
+            r = run.call(f"{t}MtrxLnH", A=a)
+            c.true("status 0 or the near-axis warning", r.status in (0, 20006), f"status {r.status}")
+            c.close("exp(X) = A", sl.expm(wide(r["X"])), aw, 20 * max(n * e, theirs))
 
 
 def power(run):
