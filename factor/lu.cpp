@@ -5,6 +5,7 @@
 
 #include "frame/export.hpp"
 #include "frame/layout.hpp"
+#include "frame/parallel.hpp"
 #include "frame/workspace.hpp"
 
 namespace tarnx {
@@ -15,7 +16,8 @@ namespace {
 // packed factor is read column by column, so it is first turned row-major in
 // one tiled pass, into whichever of L and U has its m x n shape; a pass along
 // the rows then moves the other triangle across and sets the unit diagonal
-// and the zeros.
+// and the zeros. Both passes over rows touch each row on its own, so large
+// factors share them out over threads.
 template <class T>
 void unpack_lu(const T* lu, int32_t m, int32_t n, T* l, T* u, const int32_t* pivots, int32_t* p,
               int32_t* order) {
@@ -24,7 +26,12 @@ void unpack_lu(const T* lu, int32_t m, int32_t n, T* l, T* u, const int32_t* piv
   // is row-major m x n.
   T* packed = m >= n ? l : u;
   ToColumnMajor(lu, n, m, packed);
-  for (int32_t i = 0; i < k; ++i) {
+  const auto split_rows = [](int32_t count, int64_t bytes, auto row) {
+    parallel::split(count, 1, parallel::threads_for(bytes), [&](int64_t begin, int64_t end) {
+      for (int64_t i = begin; i < end; ++i) row(static_cast<int32_t>(i));
+    });
+  };
+  split_rows(k, static_cast<int64_t>(sizeof(T)) * element_count(k, std::max(m, n)), [&](int32_t i) {
     T* l_row = l + static_cast<std::size_t>(i) * k;
     T* u_row = u + static_cast<std::size_t>(i) * n;
     if (m >= n) {
@@ -35,18 +42,17 @@ void unpack_lu(const T* lu, int32_t m, int32_t n, T* l, T* u, const int32_t* piv
     std::fill(u_row, u_row + i, T(0));
     l_row[i] = T(1);
     std::fill(l_row + i + 1, l_row + k, T(0));
-  }
-  // Apply the interchanges one at a time and retire row i once it is final:
-  // `order[r]` is the row of A now standing at position r, so row i of P A
-  // is row order[pivots[i]] of A.
+  });
+  // Apply the interchanges one at a time: `order[r]` is the row of A now
+  // standing at position r. Position i is final once interchange i is done,
+  // so it keeps the row of A that row i of P A is.
   for (int32_t i = 0; i < m; ++i) order[i] = i;
-  for (int32_t i = 0; i < m; ++i) {
+  for (int32_t i = 0; i < m; ++i) std::swap(order[i], order[pivots[i]]);
+  split_rows(m, static_cast<int64_t>(sizeof(int32_t)) * element_count(m, m), [&](int32_t i) {
     int32_t* p_row = p + static_cast<std::size_t>(i) * m;
     std::fill(p_row, p_row + m, 0);
-    const int32_t r = pivots[i];
-    p_row[order[r]] = 1;
-    if (r != i) order[r] = order[i];
-  }
+    p_row[order[i]] = 1;
+  });
 }
 
 // Checks, sizes the outputs and both scratch handles, then factors. Every
