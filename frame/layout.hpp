@@ -152,10 +152,20 @@ void transpose_copy(const T* src, int32_t m, int32_t n, T* dst, Op op) {
 // The layout copies move each element as an opaque unit of its size, with
 // the conjugate's sign flip as an exclusive-or on the way, so one kernel
 // serves every element type: 4-byte units for float, 8-byte for double and
-// single complex, 16-byte for double complex.
-struct Unit16 {
+// single complex, 16-byte for double complex. The units may alias the
+// elements they stand for, so the compiler keeps every access in order with
+// the typed ones around it.
+struct __attribute__((__may_alias__)) Unit4 {
+  uint32_t bits;
+};
+struct __attribute__((__may_alias__)) Unit8 {
+  uint64_t bits;
+};
+struct __attribute__((__may_alias__)) Unit16 {
   uint64_t low, high;
 };
+inline Unit4 operator^(Unit4 a, Unit4 b) { return {a.bits ^ b.bits}; }
+inline Unit8 operator^(Unit8 a, Unit8 b) { return {a.bits ^ b.bits}; }
 inline Unit16 operator^(Unit16 a, Unit16 b) { return {a.low ^ b.low, a.high ^ b.high}; }
 
 // A tile is one 64-byte cache line of units on a side: every line read is
@@ -180,7 +190,7 @@ inline void transpose_tile(const U* src, int64_t lds, U* dst, int64_t ldd, U fli
       for (int64_t j = 0; j < w; ++j) store(dst + j * ldd + i, _mm_xor_si128(load(src + i * lds + j), x));
   } else if constexpr (sizeof(U) == 8) {
     // 2 x 2 blocks: two rows' pairs become two columns' pairs.
-    const __m128i x = _mm_set1_epi64x(static_cast<long long>(flip));
+    const __m128i x = _mm_set1_epi64x(static_cast<long long>(flip.bits));
     for (int64_t i = 0; i < w; i += 2)
       for (int64_t j = 0; j < w; j += 2) {
         const __m128i r0 = _mm_xor_si128(load(src + i * lds + j), x);
@@ -191,7 +201,7 @@ inline void transpose_tile(const U* src, int64_t lds, U* dst, int64_t ldd, U fli
   } else {
     static_assert(sizeof(U) == 4);
     // 4 x 4 blocks, the usual two rounds of interleaving.
-    const __m128i x = _mm_set1_epi32(static_cast<int>(flip));
+    const __m128i x = _mm_set1_epi32(static_cast<int>(flip.bits));
     for (int64_t i = 0; i < w; i += 4)
       for (int64_t j = 0; j < w; j += 4) {
         const __m128i r0 = _mm_xor_si128(load(src + i * lds + j), x);
@@ -265,9 +275,9 @@ template <class U> void transpose_units(const U* src, int64_t m, int64_t n, U* d
 // The unit of a T and the mask that conjugates one: the sign bit of the
 // imaginary part, which is the upper half of the unit.
 template <class T>
-using UnitOf = std::conditional_t<sizeof(T) == 4, uint32_t, std::conditional_t<sizeof(T) == 8, uint64_t, Unit16>>;
+using UnitOf = std::conditional_t<sizeof(T) == 4, Unit4, std::conditional_t<sizeof(T) == 8, Unit8, Unit16>>;
 template <class T> constexpr UnitOf<T> conjugating_flip() {
-  if constexpr (sizeof(T) == 8) return uint64_t{1} << 63;
+  if constexpr (sizeof(T) == 8) return Unit8{uint64_t{1} << 63};
   else return Unit16{0, uint64_t{1} << 63};
 }
 

@@ -46,9 +46,9 @@ inline int threads_for(int64_t bytes) {
 // whole multiples of `grain` (the last part takes the rest). The calling
 // thread takes the first part; the others run on threads started here and
 // are joined before this returns. When the system refuses a thread, that
-// part and those after it run on the calling thread instead: the split changes the schedule, never
-// the result, since every part writes only its own range. `body` must not
-// throw.
+// part and those after it run on the calling thread instead: the split
+// changes the schedule, never the result, since every part writes only its
+// own range. `body` must not throw.
 template <class Body> void split(int64_t count, int64_t grain, int threads, Body body) {
   const int64_t grains = (count + grain - 1) / grain;
   const int64_t parts = std::min<int64_t>(threads < 1 ? 1 : threads, grains);

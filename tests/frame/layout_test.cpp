@@ -191,7 +191,7 @@ TEST(LayoutCopy, LargeCopiesMatchThePlainLoop) {
     ASSERT_EQ(ToColumnMajor(src.data(), m, n, dst.data()), 0);
     EXPECT_TRUE(same_bits(dst, expected)) << m;
     std::fill(dst.begin(), dst.end(), 0.0);
-    tarnx::detail::layout_copy(src.data(), m, n, dst.data(), uint64_t{0}, 3);
+    tarnx::detail::layout_copy(src.data(), m, n, dst.data(), tarnx::detail::Unit8{}, 3);
     EXPECT_TRUE(same_bits(dst, expected)) << m;
   }
 }
