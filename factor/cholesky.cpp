@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "frame/export.hpp"
+#include "frame/parallel.hpp"
 #include "frame/workspace.hpp"
 
 namespace tarnx {
@@ -28,12 +29,22 @@ template <class T> int32_t CholeskyFront(Handle a, int32_t factor_kind) {
   Core<T>::potrf(uplo, &order, data, &order, &info);
   if (int32_t status = status_from_info(info, NotPositiveDefinite); status != Ok) return status;
 
-  // The other triangle still holds the caller's values: clear it.
-  for (int32_t i = 0; i < n; ++i) {
+  // The other triangle still holds the caller's values: clear it. Rows i
+  // and n-1-i together hold n-1 of them, so threads given equal numbers of
+  // such pairs get equal shares.
+  const auto clear_row = [&](int32_t i) {
     T* row = data + static_cast<std::size_t>(i) * n;
     if (factor_kind == kLowerFactor) std::fill(row + i + 1, row + n, T(0));
     else std::fill(row, row + i, T(0));
-  }
+  };
+  const int64_t bytes = static_cast<int64_t>(sizeof(T)) * element_count(n, n) / 2;
+  parallel::split((n + 1) / 2, 1, parallel::threads_for(bytes), [&](int64_t begin, int64_t end) {
+    for (int64_t pair = begin; pair < end; ++pair) {
+      const int32_t i = static_cast<int32_t>(pair);
+      clear_row(i);
+      if (n - 1 - i != i) clear_row(n - 1 - i);
+    }
+  });
   return Ok;
 }
 

@@ -10,6 +10,7 @@
 
 #include "frame/core_module.hpp"
 #include "frame/lifecycle.hpp"
+#include "frame/parallel.hpp"
 #include "frame/platform.hpp"
 
 namespace tarnx {
@@ -66,7 +67,14 @@ bool LoadCore(const std::string& dir) {
   omp_runtime = platform::load_library(dir + platform::kOmpRuntimeFile);
   if (omp_runtime == nullptr) return false;
   core = platform::load_library(dir + platform::kCoreFile);
-  if (core != nullptr) return true;
+  if (core != nullptr) {
+    // The frame's large copies follow the core's own thread count when the
+    // core can say it; a core without the query leaves the machine's.
+    parallel::core_count_query.store(
+        reinterpret_cast<parallel::CountQuery>(platform::reachable_symbol(core, "openblas_get_num_threads")),
+        std::memory_order_release);
+    return true;
+  }
   // Released here, so cleared here: freeing a stale handle at unload could
   // drop a reference that belongs to someone else.
   platform::free_library(omp_runtime);
@@ -96,6 +104,7 @@ bool lifecycle::attach_process(std::vector<std::string>* tried) {
 }
 
 void lifecycle::detach_process() {
+  parallel::core_count_query.store(nullptr, std::memory_order_release);
   if (core != nullptr) platform::free_library(core);
   if (omp_runtime != nullptr) platform::free_library(omp_runtime);
   if (restore_omp_value && saved_omp_value[0] != 0) platform::set_env(kOmpVariable, saved_omp_value);

@@ -4,7 +4,6 @@
 // the core will read, the copies between the host's row-major blocks and the
 // core's column-major workspace, and the mapping of the core's info.
 #include <array>
-#include <cstring>
 
 #include "frame/export.hpp"
 #include "frame/layout.hpp"
@@ -41,10 +40,18 @@ int32_t GeneralSolveKernel(const T* a, int32_t n, const T* b, int32_t k, T* x, H
   int32_t* ipiv = nullptr;
   if (int32_t status = size_scratch<int32_t>(pivots, n, &ipiv); status != Ok) return status;
   const auto [w, rhs] = parts;
-  ToColumnMajor(a, n, n, w);
+  // The core reads the row-major A as its transpose, so A goes in as it lies
+  // and the core factors the transpose, P L U = A^T; solving with the
+  // transpose of that factor is A X = B. This saves a transposing copy of
+  // the n x n matrix at the price of factoring A^T instead of A: the
+  // solution can differ from a factorization of A in the last bits. The
+  // plain transpose holds for complex types too; nothing is conjugated.
+  copy_values(a, element_count(n, n), w);
   ToColumnMajor(b, n, k, rhs);
   int info = 0;
-  Core<T>::gesv(&n, &k, w, &n, ipiv, rhs, &n, &info);
+  Core<T>::getrf(&n, &n, w, &n, ipiv, &info);
+  if (int32_t status = status_from_info(info, Singular); status != Ok) return status;
+  Core<T>::getrs("T", &n, &k, w, &n, ipiv, rhs, &n, &info);
   if (int32_t status = status_from_info(info, Singular); status != Ok) return status;
   solution_to_row_major(rhs, n, k, x);
   return Ok;
@@ -63,7 +70,7 @@ int32_t solve_positive_definite(const T* a, int32_t n, const T* b, int32_t k, T*
   // A symmetric matrix is its own transpose, so A goes in unchanged. For a
   // Hermitian A the core then sees conj(A); giving it conj(B) makes it
   // return conj(X), and the conjugating copy back undoes that.
-  std::memcpy(w, a, sizeof(T) * static_cast<std::size_t>(n) * n);
+  copy_values(a, element_count(n, n), w);
   if constexpr (is_complex_v<T>) ToColumnMajorConj(b, n, k, rhs);
   else ToColumnMajor(b, n, k, rhs);
   // "U" of the core's column-major view is our lower triangle with the

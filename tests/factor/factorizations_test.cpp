@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 
+#include "frame/parallel.hpp"
 #include "support/reference.hpp"
 
 namespace {
@@ -204,6 +205,60 @@ TYPED_TEST(FactorizationsTest, LuClosedFormsWarningAndContract) {
   expect_failure(lu(3, 0, {}), -20003);
   const int64_t fresh = this->resizes([&] { Factor<T>::lu(a, this->e(), this->e(), this->e(), this->e(), w, perm); });
   EXPECT_EQ(fresh - this->resizes([&] { Factor<T>::lu(a, l, u, p, piv, w, perm); }), 4) << "outputs of the right shape are kept";
+}
+
+// ---- large factors ----------------------------------------------------------------------------
+
+// Orders at which unpacking LU and clearing the Cholesky factor's other
+// triangle are shared out over threads; the factors are judged by their
+// exact zeros and unit diagonal and by products with a random vector, which
+// keep the reference arithmetic O(n^2).
+TYPED_TEST(FactorizationsTest, LargeFactorsKeepTheirShapeAndResidual) {
+  using T = TypeParam;
+  const int n = static_cast<int>(std::sqrt(4.0 * tarnx::parallel::kBytesPerThread / sizeof(T))) + 9;
+  const Dense x = dense(n, 1, random_values<T>(n, 5));
+  const auto av = random_values<T>(static_cast<std::size_t>(n) * n, 6);
+  const Dense A = dense(n, n, av);
+  const double scale = norm(A) * norm(x);
+
+  H l = this->e(), u = this->e(), p = this->e(), piv = this->e(), w = this->e(), perm = this->e();
+  ASSERT_EQ(Factor<T>::lu(this->host.template matrix<T>(n, n, av), l, u, p, piv, w, perm), 0);
+  const auto lv = matrix_values<T>(l), uv = matrix_values<T>(u);
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < n; ++j) {
+      const std::size_t at = static_cast<std::size_t>(i) * n + j;
+      if (j >= i) {
+        ASSERT_TRUE(same_bits(lv[at], T(j == i ? 1 : 0))) << i << "," << j;
+      } else {
+        ASSERT_TRUE(same_bits(uv[at], T(0))) << i << "," << j;
+      }
+    }
+  const Dense PAx = dense(n, n, matrix_values<int32_t>(p)) * (A * x);
+  EXPECT_LE(distance(PAx, dense(n, n, lv) * (dense(n, n, uv) * x)) / scale, this->tol(n));
+
+  // Hermitian and diagonally dominant, so positive definite.
+  std::vector<T> hv(av);
+  for (int i = 0; i < n; ++i)
+    for (int j = 0; j < i; ++j) {
+      const T below = hv[static_cast<std::size_t>(i) * n + j];
+      if constexpr (is_complex<T>) hv[static_cast<std::size_t>(j) * n + i] = std::conj(below);
+      else hv[static_cast<std::size_t>(j) * n + i] = below;
+    }
+  for (int i = 0; i < n; ++i) hv[static_cast<std::size_t>(i) * n + i] = T(2.0 * n);
+  const Dense Hx = dense(n, n, hv) * x;
+  for (int kind : {0, 1}) {
+    H a = this->host.template matrix<T>(n, n, hv);
+    ASSERT_EQ(Factor<T>::chol(a, kind), 0);
+    const auto f = matrix_values<T>(a);
+    for (int i = 0; i < n; ++i)
+      for (int j = 0; j < n; ++j)
+        if (kind == 0 ? j > i : j < i) {
+          ASSERT_TRUE(same_bits(f[static_cast<std::size_t>(i) * n + j], T(0))) << i << "," << j;
+        }
+    const Dense F = dense(n, n, f);
+    const Dense FFx = kind == 0 ? F * (adjoint(F) * x) : adjoint(F) * (F * x);
+    EXPECT_LE(distance(FFx, Hx) / (norm(Hx) + scale), this->tol(n)) << kind;
+  }
 }
 
 // ---- QR -------------------------------------------------------------------------------------

@@ -1,14 +1,19 @@
-// The finite screen and the layout copies, bit for bit.
+// The finite screen, the layout copies and their split over threads, bit
+// for bit.
 #include "frame/layout.hpp"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cmath>
 #include <complex>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -92,6 +97,132 @@ TEST(LayoutCopy, ConjugatingCopyFlipsZeroToNegativeZero) {
   ASSERT_EQ(ToColumnMajorConj(src.data(), 1, 2, dst.data()), 0);
   EXPECT_EQ(std::bit_cast<uint32_t>(dst[0].imag()), 0x80000000u);
   EXPECT_EQ(dst[1], tarnx::cfloat(2, 3));
+}
+
+// ---- the fast layout copies and the split over threads ----------------------------------------
+
+// Every value a distinct bit pattern, zeros of both signs among them, so a
+// misplaced or mistreated element shows.
+template <class T> std::vector<T> numbered(std::size_t count) {
+  std::vector<T> v(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto x = static_cast<tarnx::RealOf<T>>(i % 7 == 0 ? 0.0 : double(i) + 0.25);
+    const auto sign = static_cast<tarnx::RealOf<T>>(i % 2 == 0 ? 1 : -1);
+    if constexpr (tarnx::is_complex_v<T>) v[i] = T(sign * x, -sign * x);
+    else v[i] = sign * x;
+  }
+  return v;
+}
+
+// The plain loop the copies must match bit for bit.
+template <class T> std::vector<T> reference_copy(const std::vector<T>& src, int m, int n, bool conjugate) {
+  std::vector<T> out(src.size());
+  for (int i = 0; i < m; ++i)
+    for (int j = 0; j < n; ++j) {
+      T v = src[static_cast<std::size_t>(i) * n + j];
+      if constexpr (tarnx::is_complex_v<T>)
+        if (conjugate) v = T(v.real(), -v.imag());
+      out[static_cast<std::size_t>(j) * m + i] = v;
+    }
+  return out;
+}
+
+template <class T> bool same_bits(const std::vector<T>& a, const std::vector<T>& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), sizeof(T) * a.size()) == 0;
+}
+
+template <class T> class LayoutCopies : public ::testing::Test {};
+using ElementTypes = ::testing::Types<float, double, tarnx::cfloat, tarnx::cdouble>;
+TYPED_TEST_SUITE(LayoutCopies, ElementTypes);
+
+// Shapes on both sides of the tile's edge and of several tiles, at thread
+// counts that cut the columns unevenly, and through the public entries.
+TYPED_TEST(LayoutCopies, EveryShapeAroundTheTileAndEverySplitGivesThePlainLoopsBits) {
+  using T = TypeParam;
+  using U = tarnx::detail::UnitOf<T>;
+  const int w = static_cast<int>(tarnx::detail::kTile<U>);
+  const std::vector<int> sides = {1, w - 1, w, w + 1, 2 * w, 3 * w + 5};
+  for (int m : sides)
+    for (int n : sides) {
+      SCOPED_TRACE(::testing::Message() << m << " x " << n);
+      const auto src = numbered<T>(static_cast<std::size_t>(m) * n);
+      for (bool conjugate : {false, true}) {
+        if (conjugate && !tarnx::is_complex_v<T>) continue;
+        const auto expected = reference_copy(src, m, n, conjugate);
+        U flip{};
+        if constexpr (tarnx::is_complex_v<T>)
+          if (conjugate) flip = tarnx::detail::conjugating_flip<T>();
+        for (int threads : {1, 2, 3, 7}) {
+          std::vector<T> dst(src.size());
+          tarnx::detail::layout_copy(src.data(), m, n, dst.data(), flip, threads);
+          ASSERT_TRUE(same_bits(dst, expected)) << "threads " << threads << " conjugate " << conjugate;
+        }
+        std::vector<T> dst(src.size());
+        if constexpr (tarnx::is_complex_v<T>) {
+          if (conjugate) ASSERT_EQ(ToColumnMajorConj(src.data(), m, n, dst.data()), 0);
+          else ASSERT_EQ(ToColumnMajor(src.data(), m, n, dst.data()), 0);
+        } else {
+          ASSERT_EQ(ToColumnMajor(src.data(), m, n, dst.data()), 0);
+        }
+        ASSERT_TRUE(same_bits(dst, expected));
+      }
+    }
+}
+
+// Large enough that the public copy splits and writes past the caches: the
+// result is still the plain loop's, whether the rows keep the stores aligned
+// (an even number of doubles) or not.
+TEST(LayoutCopy, LargeCopiesMatchThePlainLoop) {
+  for (int m : {1250, 1251}) {
+    const int n = 1300;
+    const auto src = numbered<double>(static_cast<std::size_t>(m) * n);
+    const auto expected = reference_copy(src, m, n, false);
+    std::vector<double> dst(src.size());
+    ASSERT_EQ(ToColumnMajor(src.data(), m, n, dst.data()), 0);
+    EXPECT_TRUE(same_bits(dst, expected)) << m;
+    std::fill(dst.begin(), dst.end(), 0.0);
+    tarnx::detail::layout_copy(src.data(), m, n, dst.data(), tarnx::detail::Unit8{}, 3);
+    EXPECT_TRUE(same_bits(dst, expected)) << m;
+  }
+}
+
+TYPED_TEST(ScreenPositions, AnySplitFindsTheOneRefusedValue) {
+  using R = TypeParam;
+  const int64_t n = 1000;
+  std::vector<R> v(n, R(1));
+  for (int threads : {1, 2, 3, 8}) {
+    ASSERT_EQ(HasNonFinite(v.data(), n, threads), 0);
+    ASSERT_EQ(tarnx::HasNaN(v.data(), n, threads), 0);
+  }
+  for (int64_t at : {int64_t{0}, int64_t{15}, int64_t{16}, int64_t{499}, int64_t{500}, int64_t{992}, n - 1}) {
+    v[at] = std::numeric_limits<R>::quiet_NaN();
+    for (int threads : {1, 2, 3, 8}) {
+      ASSERT_EQ(HasNonFinite(v.data(), n, threads), 1) << at << " " << threads;
+      ASSERT_EQ(tarnx::HasNaN(v.data(), n, threads), 1) << at << " " << threads;
+    }
+    v[at] = R(1);
+  }
+}
+
+TEST(Split, EveryIndexOnceInWholeGrains) {
+  for (int64_t count : {1, 5, 64, 65, 1000})
+    for (int64_t grain : {1, 8, 64})
+      for (int threads : {0, 1, 2, 3, 16}) {
+        std::vector<int> seen(count, 0);
+        std::vector<std::pair<int64_t, int64_t>> parts(64);
+        std::atomic<int> next{0};
+        tarnx::parallel::split(count, grain, threads, [&](int64_t begin, int64_t end) {
+          parts[next++] = {begin, end};
+          for (int64_t i = begin; i < end; ++i) ++seen[i];
+        });
+        ASSERT_TRUE(std::all_of(seen.begin(), seen.end(), [](int c) { return c == 1; }))
+            << count << " " << grain << " " << threads;
+        ASSERT_LE(next.load(), std::max(threads, 1));
+        for (int p = 0; p < next; ++p) {
+          ASSERT_LT(parts[p].first, parts[p].second);
+          ASSERT_EQ(parts[p].first % grain, 0);
+        }
+      }
 }
 
 }  // namespace

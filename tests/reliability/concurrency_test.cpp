@@ -66,6 +66,43 @@ TEST(Concurrency, EveryExportFromManyThreadsMatchesOneThread) {
   std::printf("%d threads made %d calls of %zu exports\n", kThreads, calls.load(), table.size());
 }
 
+// Calls large enough that their copies and screens start threads of their
+// own, from several host threads at once: every split is joined inside its
+// call and shares nothing with another call's.
+TEST(Concurrency, CallsThatSplitTheirOwnWorkMatchOneThread) {
+  constexpr int kLarge = 760;
+  const char* names[] = {"dLUH", "cLinEqH", "zCholeskyH"};
+  std::vector<const tarnx::ExportInfo*> exports;
+  std::vector<std::vector<unsigned char>> expected;
+  {
+    Host host;
+    for (const char* name : names) {
+      exports.push_back(tarnx::find_export(name));
+      ASSERT_NE(exports.back(), nullptr) << name;
+      PreparedCall call(*exports.back(), host, kLarge);
+      call.call();
+      expected.push_back(call.snapshot());
+    }
+  }
+  std::atomic<int> mismatches{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 3; ++t)
+    threads.emplace_back([&, t] {
+      Host host(false);
+      for (std::size_t k = 0; k < exports.size(); ++k) {
+        const std::size_t i = (k + t) % exports.size();
+        PreparedCall call(*exports[i], host, kLarge);
+        call.call();
+        if (call.snapshot() != expected[i]) {
+          ++mismatches;
+          ADD_FAILURE() << exports[i]->name << " differs on thread " << t;
+        }
+      }
+    });
+  for (auto& th : threads) th.join();
+  EXPECT_EQ(mismatches.load(), 0);
+}
+
 // Each thread registers for the release of the core's per-thread buffers on
 // its first call, and runs that release as it ends: threads that start and
 // end while others call are what the ThreadSanitizer build watches here.
