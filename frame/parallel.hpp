@@ -5,11 +5,11 @@
 // is left of a call's time at large n. Nothing is pooled or shared between
 // calls, so two calls on different threads stay independent and lock-free.
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <exception>
 #include <thread>
-#include <vector>
 
 namespace tarnx::parallel {
 
@@ -24,6 +24,10 @@ inline std::atomic<CountQuery> core_count_query{nullptr};
 // itself: starting and joining one costs some tens of microseconds, which a
 // thread copying at a few GB/s earns back at about this size.
 inline constexpr int64_t kBytesPerThread = int64_t{2} << 20;
+
+// The most parts one pass is cut into: the threads' records live on the
+// calling thread's stack, not in memory the call would have to allocate.
+inline constexpr int kMostParts = 64;
 
 // How many threads the core itself works with: the core's own answer, else
 // the machine's.
@@ -51,25 +55,25 @@ inline int threads_for(int64_t bytes) {
 // own range. `body` must not throw.
 template <class Body> void split(int64_t count, int64_t grain, int threads, Body body) {
   const int64_t grains = (count + grain - 1) / grain;
-  const int64_t parts = std::min<int64_t>(threads < 1 ? 1 : threads, grains);
+  const int64_t parts = std::min<int64_t>(std::clamp(threads, 1, kMostParts), grains);
   if (parts <= 1) {
     if (count > 0) body(int64_t{0}, count);
     return;
   }
   auto bounds = [&](int64_t part) { return std::min(count, (grains * part / parts) * grain); };
-  std::vector<std::thread> started;
+  std::array<std::thread, kMostParts> started;
   int64_t part = 1;
   try {
-    started.reserve(static_cast<std::size_t>(parts - 1));
     for (; part < parts; ++part) {
       const int64_t begin = bounds(part), end = bounds(part + 1);
-      started.emplace_back([&body, begin, end] { body(begin, end); });
+      started[static_cast<std::size_t>(part)] = std::thread([&body, begin, end] { body(begin, end); });
     }
-  } catch (const std::exception&) {  // std::system_error, or no room to record a thread
+  } catch (const std::exception&) {  // std::system_error: the system refused a thread
   }
   body(int64_t{0}, bounds(1));
   if (part < parts) body(bounds(part), count);
-  for (std::thread& t : started) t.join();
+  for (std::thread& t : started)
+    if (t.joinable()) t.join();
 }
 
 }  // namespace tarnx::parallel
