@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "frame/cblas_values.hpp"
-#include "frame/export_table.hpp"
+#include "tools/export_table.hpp"
 #include "support/host.hpp"
 #include "support/test_os.hpp"
 
