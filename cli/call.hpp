@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "cli/values.hpp"
-#include "frame/export_table.hpp"
+#include "tools/export_table.hpp"
 
 namespace tarnx::cli {
 

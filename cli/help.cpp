@@ -5,6 +5,8 @@
 
 #include "cli/call.hpp"
 #include "cli/status_text.hpp"
+#include "frame/cblas_values.hpp"
+#include "frame/status.hpp"
 
 namespace tarnx::cli {
 namespace {
@@ -80,11 +82,6 @@ constexpr Note notes[] = {
     // the four match; as inputs they may be left out.
     {"realWork intWork", "EigenVH GenEigenVH QZH SchurH", "[]",
      "not read by this element type; any array, empty when left out"},
-    {"layout", "", "", "101 row-major, 102 column-major; others -20061"},
-    {"trans transA transB", "", "", "111 none, 112 transpose, 113 conjugate transpose; others -20061"},
-    {"uplo", "", "", "121 upper, 122 lower triangle; others -20061"},
-    {"diag", "", "", "131 non-unit, 132 unit diagonal; others -20061"},
-    {"side", "", "", "141 A on the left, 142 on the right; others -20061"},
     {"checkArguments", "", "", "1 check sizes, offsets and extents first (an empty output is created); "
                                "0 pass them to the core unchecked"},
     {"incx incy", "", "", "step between the vector's elements; 0 gives -20141"},
@@ -95,6 +92,39 @@ const Note* find_note(std::string_view export_name, std::string_view arg_name) {
   for (const Note& n : notes)
     if (names(n.args, arg_name) && names(n.operations, op)) return &n;
   return nullptr;
+}
+
+// The BLAS wrappers' selectors, described from the values the library itself
+// names, so that the help cannot drift from what the wrappers accept.
+struct Choice {
+  int32_t value;
+  std::string_view meaning;
+};
+constexpr Choice kLayouts[] = {{cblas::RowMajor, "row-major"}, {cblas::ColMajor, "column-major"}};
+constexpr Choice kTransposes[] = {{cblas::NoTrans, "none"}, {cblas::Trans, "transpose"},
+                                  {cblas::ConjTrans, "conjugate transpose"}};
+constexpr Choice kTriangles[] = {{cblas::Upper, "upper"}, {cblas::Lower, "lower triangle"}};
+constexpr Choice kDiagonals[] = {{cblas::NonUnit, "non-unit"}, {cblas::Unit, "unit diagonal"}};
+constexpr Choice kSides[] = {{cblas::Left, "A on the left"}, {cblas::Right, "on the right"}};
+struct Selector {
+  std::string_view args;  // space-separated argument names
+  std::span<const Choice> choices;
+};
+constexpr Selector selectors[] = {{"layout", kLayouts},    {"trans transA transB", kTransposes},
+                                  {"uplo", kTriangles},    {"diag", kDiagonals},
+                                  {"side", kSides}};
+
+// "101 row-major, 102 column-major; others -20061" for `layout`; empty for an
+// argument that is no such selector.
+std::string selector_values(std::string_view arg_name) {
+  for (const Selector& sel : selectors) {
+    if (!names(sel.args, arg_name)) continue;
+    std::string out;
+    for (const Choice& c : sel.choices)
+      out += (out.empty() ? "" : ", ") + std::to_string(c.value) + " " + std::string(c.meaning);
+    return out + "; others " + std::to_string(SelectorOutOfRange);
+  }
+  return {};
 }
 
 struct Statuses {
@@ -174,6 +204,8 @@ std::string export_help(const ExportInfo& e) {
     if (n != nullptr) {
       out += "      " + std::string(n->values) + "\n";
       if (!n->fallback.empty()) out += "      default " + std::string(n->fallback) + " when left out\n";
+    } else if (const std::string values = selector_values(a.name); !values.empty()) {
+      out += "      " + values + "\n";
     }
   }
   const std::string_view op = operation(e.name);

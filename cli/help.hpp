@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "frame/export_table.hpp"
+#include "tools/export_table.hpp"
 
 namespace tarnx::cli {
 

@@ -11,7 +11,7 @@
 #include <fstream>
 
 #include "cli/os.hpp"
-#include "frame/export_table.hpp"
+#include "tools/export_table.hpp"
 
 namespace tarnx::cli {
 namespace {

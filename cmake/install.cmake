@@ -40,15 +40,15 @@ install(CODE "
 # installed tree can be moved or installed with --prefix anywhere.
 file(RELATIVE_PATH TARNX_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 file(RELATIVE_PATH TARNX_CMAKE_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/cmake/TARNX_LINALG /)
-configure_file(cmake/tarnx-linalg.pc.in ${CMAKE_BINARY_DIR}/generated/tarnx-linalg.pc @ONLY)
-install(FILES ${CMAKE_BINARY_DIR}/generated/tarnx-linalg.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+configure_file(cmake/tarnx-linalg.pc.in ${PROJECT_BINARY_DIR}/generated/tarnx-linalg.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/generated/tarnx-linalg.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 include(CMakePackageConfigHelpers)
-configure_file(cmake/TARNX_LINALGConfig.cmake.in ${CMAKE_BINARY_DIR}/generated/TARNX_LINALGConfig.cmake @ONLY)
-write_basic_package_version_file(${CMAKE_BINARY_DIR}/generated/TARNX_LINALGConfigVersion.cmake
+configure_file(cmake/TARNX_LINALGConfig.cmake.in ${PROJECT_BINARY_DIR}/generated/TARNX_LINALGConfig.cmake @ONLY)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/generated/TARNX_LINALGConfigVersion.cmake
   VERSION ${PROJECT_VERSION} COMPATIBILITY SameMajorVersion)
-install(FILES ${CMAKE_BINARY_DIR}/generated/TARNX_LINALGConfig.cmake
-  ${CMAKE_BINARY_DIR}/generated/TARNX_LINALGConfigVersion.cmake
+install(FILES ${PROJECT_BINARY_DIR}/generated/TARNX_LINALGConfig.cmake
+  ${PROJECT_BINARY_DIR}/generated/TARNX_LINALGConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/TARNX_LINALG)
 
 # ---- the Debian package ----------------------------------------------------------

@@ -24,26 +24,23 @@ namespace detail {
 // time. The compiler leaves such loops scalar for the baseline instruction
 // set, and the scalar screen runs at a third of memory speed.
 template <class R> struct Lanes;
-template <> struct Lanes<double> {
-  using V = __m128d;
-  static constexpr int64_t width = 2;
-  static V load(const double* p) { return _mm_loadu_pd(p); }
-  static V splat(double x) { return _mm_set1_pd(x); }
-  static V outside(V v, V low, V high) { return _mm_or_pd(_mm_cmpngt_pd(v, low), _mm_cmpnlt_pd(v, high)); }
-  static V nan(V v) { return _mm_cmpunord_pd(v, v); }
-  static V either(V a, V b) { return _mm_or_pd(a, b); }
-  static bool any(V v) { return _mm_movemask_pd(v) != 0; }
+// The same operations for both precisions; only the intrinsics' suffix differs.
+#define TARNX_LANES(R, Vector, lanes, sfx)                                    \
+template <> struct Lanes<R> {                                                 \
+  using V = Vector;                                                           \
+  static constexpr int64_t width = lanes;                                     \
+  static V load(const R* p) { return _mm_loadu_##sfx(p); }                    \
+  static V splat(R x) { return _mm_set1_##sfx(x); }                           \
+  static V outside(V v, V low, V high) {                                      \
+    return _mm_or_##sfx(_mm_cmpngt_##sfx(v, low), _mm_cmpnlt_##sfx(v, high)); \
+  }                                                                           \
+  static V nan(V v) { return _mm_cmpunord_##sfx(v, v); }                      \
+  static V either(V a, V b) { return _mm_or_##sfx(a, b); }                    \
+  static bool any(V v) { return _mm_movemask_##sfx(v) != 0; }                 \
 };
-template <> struct Lanes<float> {
-  using V = __m128;
-  static constexpr int64_t width = 4;
-  static V load(const float* p) { return _mm_loadu_ps(p); }
-  static V splat(float x) { return _mm_set1_ps(x); }
-  static V outside(V v, V low, V high) { return _mm_or_ps(_mm_cmpngt_ps(v, low), _mm_cmpnlt_ps(v, high)); }
-  static V nan(V v) { return _mm_cmpunord_ps(v, v); }
-  static V either(V a, V b) { return _mm_or_ps(a, b); }
-  static bool any(V v) { return _mm_movemask_ps(v) != 0; }
-};
+TARNX_LANES(double, __m128d, 2, pd)
+TARNX_LANES(float, __m128, 4, ps)
+#undef TARNX_LANES
 #endif
 
 // 1 when `refused` holds for one of the `count` real parts; `refused_lanes`

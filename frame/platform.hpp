@@ -12,12 +12,22 @@ using Module = void*;
 // The file names this system gives the library's family, its numerical core,
 // the core's OpenMP runtime and the host's run-time modules, and the
 // separator that ends a directory.
-extern const char kPathSeparator;
-extern const char* const kFamilyFiles[4];  // FFT, LINALG, SPARSE, THREAD, in search order
-extern const char* const kOmpRuntimeFile;
-extern const char* const kCoreFile;
-extern const char* const kHostRuntimeFile;
-extern const char* const kSecondHostRuntimeFile;
+#if defined(_WIN32)
+#define TARNX_MODULE_FILE(name) name ".dll"
+inline constexpr char kPathSeparator = '\\';
+inline constexpr const char* kOmpRuntimeFile = "libiomp5md.dll";
+#else
+#define TARNX_MODULE_FILE(name) name ".so"
+inline constexpr char kPathSeparator = '/';
+inline constexpr const char* kOmpRuntimeFile = "libiomp5.so";
+#endif
+// FFT, LINALG, SPARSE, THREAD, in search order.
+inline constexpr const char* kFamilyFiles[4] = {TARNX_MODULE_FILE("TARNX_FFT"), TARNX_MODULE_FILE("TARNX_LINALG"),
+                                                TARNX_MODULE_FILE("TARNX_SPARSE"), TARNX_MODULE_FILE("TARNX_THREAD")};
+inline constexpr const char* kCoreFile = TARNX_MODULE_FILE("tarnx_core_140000");
+inline constexpr const char* kHostRuntimeFile = TARNX_MODULE_FILE("zwrt");
+inline constexpr const char* kSecondHostRuntimeFile = TARNX_MODULE_FILE("zwffrt");
+#undef TARNX_MODULE_FILE
 
 // The main program (never null).
 Module main_program();

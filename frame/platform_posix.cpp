@@ -23,14 +23,6 @@
 
 namespace tarnx::platform {
 
-const char kPathSeparator = '/';
-const char* const kFamilyFiles[4] = {"TARNX_FFT.so", "TARNX_LINALG.so", "TARNX_SPARSE.so",
-                                     "TARNX_THREAD.so"};
-const char* const kOmpRuntimeFile = "libiomp5.so";
-const char* const kCoreFile = "tarnx_core_140000.so";
-const char* const kHostRuntimeFile = "zwrt.so";
-const char* const kSecondHostRuntimeFile = "zwffrt.so";
-
 namespace {
 
 const char* base_name(const char* path) {

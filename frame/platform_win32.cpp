@@ -15,14 +15,6 @@
 
 namespace tarnx::platform {
 
-const char kPathSeparator = '\\';
-const char* const kFamilyFiles[4] = {"TARNX_FFT.dll", "TARNX_LINALG.dll", "TARNX_SPARSE.dll",
-                                     "TARNX_THREAD.dll"};
-const char* const kOmpRuntimeFile = "libiomp5md.dll";
-const char* const kCoreFile = "tarnx_core_140000.dll";
-const char* const kHostRuntimeFile = "zwrt.dll";
-const char* const kSecondHostRuntimeFile = "zwffrt.dll";
-
 namespace {
 
 // Paths cross the platform interface as UTF-8; the loader and the registry

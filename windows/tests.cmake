@@ -3,7 +3,7 @@
 set(TARNX_GTEST_SOURCE /usr/src/googletest CACHE PATH "GoogleTest sources to build with mingw-w64")
 set(BUILD_GMOCK OFF CACHE BOOL "" FORCE)
 set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
-add_subdirectory(${TARNX_GTEST_SOURCE} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+add_subdirectory(${TARNX_GTEST_SOURCE} ${PROJECT_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
 
 # Paths the tests hand to Windows programs: Wine's drive Z: is the root of
 # the machine's file system.
@@ -16,26 +16,28 @@ tarnx_windows_path(TARNX_WIN_HOSTS_DIR ${TARNX_HOSTS_DIR})
 
 # What runs the same on every system; the tests of loading and unloading, the
 # symbol table and the command line have Windows versions of their own.
-set(TARNX_TESTS_DIR ${CMAKE_SOURCE_DIR}/tests)
+set(TARNX_TESTS_DIR ${PROJECT_SOURCE_DIR}/tests)
 file(GLOB_RECURSE TARNX_TEST_SOURCES CONFIGURE_DEPENDS ${TARNX_TESTS_DIR}/*_test.cpp)
 list(FILTER TARNX_TEST_SOURCES EXCLUDE REGEX ".*/frame/(module_load|exports)_test\\.cpp$")
 add_executable(tarnx_tests ${TARNX_TEST_SOURCES} ${TARNX_TESTS_DIR}/windows/module_lifecycle_win32.cpp
   ${TARNX_TESTS_DIR}/support/host.cpp ${TARNX_TESTS_DIR}/support/export_calls.cpp
   ${TARNX_TESTS_DIR}/support/test_os_win32.cpp)
-target_include_directories(tarnx_tests PRIVATE ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/include
-  ${CMAKE_SOURCE_DIR}/runtime ${TARNX_TESTS_DIR})
-target_link_libraries(tarnx_tests PRIVATE TARNX_LINALG zwrt tarnx_export_table gtest_main)
+target_include_directories(tarnx_tests PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include
+  ${PROJECT_SOURCE_DIR}/runtime ${TARNX_TESTS_DIR})
+target_link_libraries(tarnx_tests PRIVATE TARNX_LINALG zwrt tarnx_export_table gtest_main tarnx_build_flags)
 
 # A second host runtime (as fakehost.dll and zwffrt.dll), and the programs
 # that load the library in a fresh process.
 add_library(fake_host MODULE ${TARNX_TESTS_DIR}/support/fake_host.cpp)
 set_target_properties(fake_host PROPERTIES PREFIX "" OUTPUT_NAME fakehost LIBRARY_OUTPUT_DIRECTORY ${TARNX_HOSTS_DIR})
+target_link_libraries(fake_host PRIVATE tarnx_build_flags)
 add_custom_command(TARGET fake_host POST_BUILD COMMAND ${CMAKE_COMMAND} -E copy
   $<TARGET_FILE:fake_host> ${TARNX_HOSTS_DIR}/zwffrt.dll)
 foreach(probe load_probe host_probe)
   add_executable(${probe} ${TARNX_TESTS_DIR}/support/load_probe.cpp ${TARNX_TESTS_DIR}/support/fake_host.cpp
     ${TARNX_TESTS_DIR}/support/test_os_win32.cpp)
-  target_include_directories(${probe} PRIVATE ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/include ${TARNX_TESTS_DIR})
+  target_include_directories(${probe} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include ${TARNX_TESTS_DIR})
+  target_link_libraries(${probe} PRIVATE tarnx_build_flags)
 endforeach()
 # The host probe is a main program that exports the host's functions itself.
 target_compile_definitions(host_probe PRIVATE PROBE_EXPORTS_HOST=1)
@@ -43,6 +45,7 @@ target_link_options(host_probe PRIVATE -Wl,--export-all-symbols)
 # A core that only counts its per-thread releases, for the thread-detach test.
 add_library(counting_core MODULE ${TARNX_TESTS_DIR}/windows/counting_core.c)
 set_target_properties(counting_core PROPERTIES PREFIX "" LIBRARY_OUTPUT_DIRECTORY ${TARNX_HOSTS_DIR})
+target_link_libraries(counting_core PRIVATE tarnx_build_flags)
 add_dependencies(tarnx_tests fake_host load_probe host_probe counting_core)
 
 target_compile_definitions(tarnx_tests PRIVATE
@@ -59,10 +62,10 @@ set_tests_properties(suite_moving_blocks PROPERTIES ENVIRONMENT "ZWRT_MOVE_BLOCK
 
 # The command-line host run as a person would, each run its own process.
 file(GLOB TARNX_CLI_TEST_SOURCES CONFIGURE_DEPENDS ${TARNX_TESTS_DIR}/cli/*.cpp)
-list(FILTER TARNX_CLI_TEST_SOURCES EXCLUDE REGEX ".*/cli/run_tarnx\\.cpp$")
+list(FILTER TARNX_CLI_TEST_SOURCES EXCLUDE REGEX ".*/cli/run_tarnx_posix\\.cpp$")
 add_executable(tarnx_cli_tests ${TARNX_CLI_TEST_SOURCES} ${TARNX_TESTS_DIR}/windows/run_tarnx_win32.cpp)
-target_include_directories(tarnx_cli_tests PRIVATE ${CMAKE_SOURCE_DIR} ${TARNX_TESTS_DIR})
-target_link_libraries(tarnx_cli_tests PRIVATE tarnx_export_table gtest_main)
+target_include_directories(tarnx_cli_tests PRIVATE ${PROJECT_SOURCE_DIR} ${TARNX_TESTS_DIR})
+target_link_libraries(tarnx_cli_tests PRIVATE tarnx_export_table gtest_main tarnx_build_flags)
 tarnx_windows_path(TARNX_WIN_CLI ${TARNX_RUNTIME_DIR}/tarnx.exe)
 target_compile_definitions(tarnx_cli_tests PRIVATE TARNX_CLI="${TARNX_WIN_CLI}")
 add_dependencies(tarnx_cli_tests tarnx)
@@ -72,7 +75,7 @@ set_tests_properties(cli_moving_blocks PROPERTIES ENVIRONMENT "ZWRT_MOVE_BLOCKS=
 
 # The DLL set as a host sees it, checked from outside with the cross
 # binutils: exactly the export table, and no numerical library imported.
-add_test(NAME dll_set COMMAND ${CMAKE_SOURCE_DIR}/windows/check-dlls.sh ${TARNX_RUNTIME_DIR}
+add_test(NAME dll_set COMMAND ${PROJECT_SOURCE_DIR}/windows/check-dlls.sh ${TARNX_RUNTIME_DIR}
   $<TARGET_FILE:tarnx>)
 
 # A crash under Wine that its debugger reports must fail the test whatever

@@ -8,21 +8,21 @@
 #   tarnx.exe, products_example.exe, and the test programs
 # Every module lands in bin/: the library finds its core beside itself and the
 # programs find zwrt.dll beside them, with no configuration.
-set(TARNX_RUNTIME_DIR ${CMAKE_BINARY_DIR}/bin)
+set(TARNX_RUNTIME_DIR ${PROJECT_BINARY_DIR}/bin)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${TARNX_RUNTIME_DIR})
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${TARNX_RUNTIME_DIR})
 set(CMAKE_SHARED_LIBRARY_PREFIX "")
 # The C++ and GCC run-times and winpthreads are linked into each module, so
 # that a module depends on system DLLs alone and one copy of libstdc++ per
 # module keeps its own state.
-add_link_options(-static)
+target_link_options(tarnx_build_flags INTERFACE -static)
 
 # ---- the numerical core and its OpenMP runtime ------------------------------------
 set(TARNX_CORE_DLL ${TARNX_RUNTIME_DIR}/tarnx_core_140000.dll)
 add_custom_command(OUTPUT ${TARNX_CORE_DLL}
-  COMMAND ${CMAKE_COMMAND} -E env JOBS=${TARNX_JOBS} ${CMAKE_SOURCE_DIR}/windows/build-core.sh ${TARNX_RUNTIME_DIR}
-  DEPENDS ${CMAKE_SOURCE_DIR}/windows/build-core.sh ${CMAKE_SOURCE_DIR}/frame/core_routines.def
-    ${CMAKE_SOURCE_DIR}/core/core_module.c
+  COMMAND ${CMAKE_COMMAND} -E env JOBS=${TARNX_JOBS} ${PROJECT_SOURCE_DIR}/windows/build-core.sh ${TARNX_RUNTIME_DIR}
+  DEPENDS ${PROJECT_SOURCE_DIR}/windows/build-core.sh ${PROJECT_SOURCE_DIR}/frame/core_routines.def
+    ${PROJECT_SOURCE_DIR}/core/core_module.c
   COMMENT "Building the numerical core tarnx_core_140000.dll"
   USES_TERMINAL)
 
@@ -54,35 +54,34 @@ add_custom_target(tarnx_core ALL DEPENDS ${TARNX_CORE_DLL} ${TARNX_OMP_FILES})
 add_library(zwrt SHARED runtime/zwrt.cpp)
 target_compile_definitions(zwrt PRIVATE ZWRT_BUILDING)
 target_include_directories(zwrt PUBLIC runtime include)
+target_link_libraries(zwrt PRIVATE tarnx_build_flags)
 
 # ---- the library -----------------------------------------------------------------------
-include(${CMAKE_SOURCE_DIR}/cmake/library_sources.cmake)
+include(${PROJECT_SOURCE_DIR}/cmake/library_sources.cmake)
 list(FILTER TARNX_SOURCES EXCLUDE REGEX ".*/frame/platform_posix\\.cpp$")
 add_library(TARNX_LINALG SHARED ${TARNX_SOURCES})
-target_include_directories(TARNX_LINALG PRIVATE ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/include
-  ${CMAKE_BINARY_DIR}/generated)
+target_include_directories(TARNX_LINALG PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/include
+  ${PROJECT_BINARY_DIR}/generated)
 # The exports are the functions marked TARNX_API and nothing else; the core
 # is loaded at run time, never imported.
-target_link_libraries(TARNX_LINALG PRIVATE user32 advapi32)
+target_link_libraries(TARNX_LINALG PRIVATE user32 advapi32 tarnx_build_flags)
 add_dependencies(TARNX_LINALG tarnx_core)
 
-add_library(tarnx_export_table STATIC frame/export_table.cpp)
-target_include_directories(tarnx_export_table PUBLIC ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/include
-  ${CMAKE_BINARY_DIR}/generated)
+add_subdirectory(${PROJECT_SOURCE_DIR}/tools ${PROJECT_BINARY_DIR}/tools)
 
 # ---- example, command-line host, tests --------------------------------------------------
 add_executable(products_example examples/products_example.c)
 target_include_directories(products_example PRIVATE include runtime)
-target_link_libraries(products_example PRIVATE TARNX_LINALG zwrt)
+target_link_libraries(products_example PRIVATE TARNX_LINALG zwrt tarnx_build_flags)
 
-file(GLOB TARNX_CLI_SOURCES CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/cli/*.cpp)
+file(GLOB TARNX_CLI_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/cli/*.cpp)
 list(FILTER TARNX_CLI_SOURCES EXCLUDE REGEX ".*/cli/os_posix\\.cpp$")
 add_executable(tarnx ${TARNX_CLI_SOURCES})
-target_include_directories(tarnx PRIVATE ${CMAKE_SOURCE_DIR})
-target_link_libraries(tarnx PRIVATE tarnx_export_table zwrt)
+target_include_directories(tarnx PRIVATE ${PROJECT_SOURCE_DIR})
+target_link_libraries(tarnx PRIVATE tarnx_export_table zwrt tarnx_build_flags)
 add_dependencies(tarnx TARNX_LINALG tarnx_core)
 
 if(TARNX_TESTS)
   enable_testing()
-  include(${CMAKE_SOURCE_DIR}/windows/tests.cmake)
+  include(${PROJECT_SOURCE_DIR}/windows/tests.cmake)
 endif()

@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "cli/run_tarnx.hpp"
-#include "frame/export_table.hpp"
+#include "tools/export_table.hpp"
 #include "include/tarnx_linalg.h"
 
 namespace {

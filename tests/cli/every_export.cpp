@@ -10,7 +10,7 @@
 #include <sstream>
 
 #include "cli/run_tarnx.hpp"
-#include "frame/export_table.hpp"
+#include "tools/export_table.hpp"
 
 namespace {
 

@@ -4,27 +4,23 @@
 
 namespace test {
 
+// Each member is the export of that operation for the type letter t.
+#define TARNX_TEST_API_MEMBERS(M, t)                                                      \
+  M(t, mul, MtrxMulH) M(t, mv, MtrxVecMulH) M(t, vm, VecMtrxMulH) M(t, dot, DotProdH)     \
+  M(t, outer, OuterProdH) M(t, kron, KronProdH) M(t, transpose, TransposeH)               \
+  M(t, trace, TraceH) M(t, mean, MeanH) M(t, rms, RMSH) M(t, vnorm, VectorNormH)          \
+  M(t, mnorm, MtrxNormH) M(t, special, SpecialMtrxH)
+#define TARNX_TEST_API_MEMBER(t, member, Operation) static constexpr auto member = t##Operation;
+
 template <class T> struct Api;
-#define TARNX_TEST_API(t, T)                      \
-  template <> struct Api<T> {                     \
-    static constexpr auto mul = t##MtrxMulH;      \
-    static constexpr auto mv = t##MtrxVecMulH;    \
-    static constexpr auto vm = t##VecMtrxMulH;    \
-    static constexpr auto dot = t##DotProdH;      \
-    static constexpr auto outer = t##OuterProdH;  \
-    static constexpr auto kron = t##KronProdH;    \
-    static constexpr auto transpose = t##TransposeH; \
-    static constexpr auto trace = t##TraceH;      \
-    static constexpr auto mean = t##MeanH;        \
-    static constexpr auto rms = t##RMSH;          \
-    static constexpr auto vnorm = t##VectorNormH; \
-    static constexpr auto mnorm = t##MtrxNormH;   \
-    static constexpr auto special = t##SpecialMtrxH; \
-  };
+#define TARNX_TEST_API(t, T) \
+  template <> struct Api<T> { TARNX_TEST_API_MEMBERS(TARNX_TEST_API_MEMBER, t) };
 TARNX_TEST_API(s, float)
 TARNX_TEST_API(d, double)
 TARNX_TEST_API(c, cfloat)
 TARNX_TEST_API(z, cdouble)
 #undef TARNX_TEST_API
+#undef TARNX_TEST_API_MEMBER
+#undef TARNX_TEST_API_MEMBERS
 
 }  // namespace test

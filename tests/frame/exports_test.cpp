@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "frame/export_table.hpp"
+#include "tools/export_table.hpp"
 #include "support/process.hpp"
 #include <gtest/gtest.h>
 

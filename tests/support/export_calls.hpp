@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "frame/export_table.hpp"
+#include "tools/export_table.hpp"
 #include "support/host.hpp"
 
 namespace test {

@@ -5,6 +5,7 @@
 // thread ends.
 #include <windows.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <sstream>
@@ -97,8 +98,10 @@ class ModuleLifecycle : public ::testing::Test {
 
   void SetUp() override {
     RegDeleteTreeW(HKEY_LOCAL_MACHINE, kVendorKey);
-    root = fs::temp_directory_path() / ("tarnx_load_" + std::to_string(GetCurrentProcessId()) + "_" +
-                                        ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    // A parameterized test's name holds a slash; the folder is one level all the same.
+    std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    std::replace(name.begin(), name.end(), '/', '_');
+    root = fs::temp_directory_path() / ("tarnx_load_" + std::to_string(GetCurrentProcessId()) + "_" + name);
     fs::remove_all(root);
     fs::create_directories(root);
   }
@@ -135,28 +138,43 @@ TEST_F(ModuleLifecycle, CoreBesideTheLibraryNeedsNoConfiguration) {
   EXPECT_EQ(r.values()["c00"], "4") << r.output;
 }
 
-TEST_F(ModuleLifecycle, FirstRegistryValueWithItsVersionFolder) {
-  core_dir(root / "kipset" / "14.0.1");
-  set_registry(kKipsetKey, root / "kipset");
-  auto r = probe("load", lone_library());
-  EXPECT_EQ(r.values()["status"], "0") << r.output;
-}
+// One registry value as a search meets it: the key that holds it, the folder
+// it names under the test's root, the version folder inside, whether a core
+// lies there, and whether the value ends in a backslash.
+struct RegistryValue {
+  const wchar_t* key;
+  const char* folder;
+  const char* version;
+  bool core;
+  bool trailing_backslash;
+};
+struct RegistryCase {
+  const char* name;
+  std::vector<RegistryValue> values;
+};
 
-TEST_F(ModuleLifecycle, SecondRegistryValueWhenTheFirstHoldsNoCore) {
-  fs::create_directories(root / "empty" / "14.0.1");
-  set_registry(kKipsetKey, root / "empty");
-  core_dir(root / "addons" / "14.0.0");
-  set_registry(kAddOnsKey, fs::path((root / "addons").wstring() + L"\\"));
-  auto r = probe("load", lone_library());
-  EXPECT_EQ(r.values()["status"], "0") << r.output;
-}
+// Each finds the core through the registry.
+const RegistryCase kRegistryCases[] = {
+    {"FirstRegistryValueWithItsVersionFolder", {{kKipsetKey, "kipset", "14.0.1", true, false}}},
+    {"SecondRegistryValueWhenTheFirstHoldsNoCore",
+     {{kKipsetKey, "empty", "14.0.1", false, false}, {kAddOnsKey, "addons", "14.0.0", true, true}}},
+    {"SecondRegistryValueAlone", {{kAddOnsKey, "addons", "14.0.0", true, false}}},
+};
 
-TEST_F(ModuleLifecycle, SecondRegistryValueAlone) {
-  core_dir(root / "addons" / "14.0.0");
-  set_registry(kAddOnsKey, root / "addons");
+class RegistrySearch : public ModuleLifecycle, public ::testing::WithParamInterface<RegistryCase> {};
+
+TEST_P(RegistrySearch, FindsTheCore) {
+  for (const RegistryValue& v : GetParam().values) {
+    const fs::path dir = root / v.folder;
+    if (v.core) core_dir(dir / v.version);
+    else fs::create_directories(dir / v.version);
+    set_registry(v.key, v.trailing_backslash ? fs::path(dir.wstring() + L"\\") : dir);
+  }
   auto r = probe("load", lone_library());
   EXPECT_EQ(r.values()["status"], "0") << r.output;
 }
+INSTANTIATE_TEST_SUITE_P(ModuleLifecycle, RegistrySearch, ::testing::ValuesIn(kRegistryCases),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(ModuleLifecycle, NoCoreAnywhereFailsTheLoad) {
   fs::create_directories(root / "empty" / "14.0.1");

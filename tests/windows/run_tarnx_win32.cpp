@@ -1,38 +1,22 @@
-// Runs the built tarnx.exe as a person would, on Windows: each run its own
-// process with standard input, output and error in files.
+// Runs the built tarnx.exe on Windows: each run its own process with
+// standard input, output and error in files.
 #include <windows.h>
 
-#include <filesystem>
-#include <fstream>
-
-#include "cli/run_tarnx.hpp"
+#include "cli/child_process.hpp"
 
 namespace cli_test {
+
+const char* const kModuleSuffix = ".dll";
+
+// Every module of the Windows build lies beside the programs.
+std::string built_module(const std::string& name) {
+  return (std::filesystem::path(TARNX_CLI).parent_path() / (name + kModuleSuffix)).string();
+}
+
+namespace os {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct TempDir {
-  fs::path path;
-  TempDir() {
-    // Short: the messages the tests read shorten long file names.
-    path = fs::temp_directory_path() / ("tx" + std::to_string(GetCurrentProcessId()));
-    fs::create_directories(path);
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-  }
-};
-
-// Text-mode line ends read as the other systems write them.
-std::string slurp_text(const fs::path& p) {
-  const std::string text = slurp(p);
-  std::string out;
-  for (std::size_t i = 0; i < text.size(); ++i)
-    if (!(text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n')) out.push_back(text[i]);
-  return out;
-}
 
 HANDLE inheritable(const fs::path& p, bool write) {
   SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
@@ -58,86 +42,62 @@ std::wstring quoted(const std::string& arg) {
   return q + L"\"";
 }
 
-struct Running {
-  HANDLE process = nullptr;
-  fs::path out, err;
-};
+HANDLE handle_of(const Child& child) { return reinterpret_cast<HANDLE>(child.process); }
 
-Running start(const std::vector<std::string>& args, const std::string& input, int id) {
-  const fs::path base = temp_dir() / ("run" + std::to_string(id));
-  Running r{nullptr, base.string() + ".out", base.string() + ".err"};
-  const fs::path in = base.string() + ".in";
-  std::ofstream(in, std::ios::binary) << input;
+}  // namespace
 
+fs::path make_temp_dir() {
+  // Short: the messages the tests read shorten long file names.
+  fs::path path = fs::temp_directory_path() / ("tx" + std::to_string(GetCurrentProcessId()));
+  fs::create_directories(path);
+  return path;
+}
+
+void start(const std::vector<std::string>& args, const fs::path& in, Child& child) {
   std::wstring line = quoted(TARNX_CLI);
   for (const std::string& a : args) line += L" " + quoted(a);
   STARTUPINFOW startup{};
   startup.cb = sizeof startup;
   startup.dwFlags = STARTF_USESTDHANDLES;
   startup.hStdInput = inheritable(in, false);
-  startup.hStdOutput = inheritable(r.out, true);
-  startup.hStdError = inheritable(r.err, true);
+  startup.hStdOutput = inheritable(child.out, true);
+  startup.hStdError = inheritable(child.err, true);
   PROCESS_INFORMATION process{};
   if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process)) {
     CloseHandle(process.hThread);
-    r.process = process.hProcess;
+    child.process = reinterpret_cast<std::intptr_t>(process.hProcess);
   }
   CloseHandle(startup.hStdInput);
   CloseHandle(startup.hStdOutput);
   CloseHandle(startup.hStdError);
-  return r;
 }
 
-Outcome finish(const Running& r) {
-  Outcome o;
-  if (r.process != nullptr) {
-    WaitForSingleObject(r.process, INFINITE);
-    DWORD code = 0;
-    GetExitCodeProcess(r.process, &code);
-    CloseHandle(r.process);
-    // An exception that ended the process shows as its NTSTATUS.
-    if (code >= 0xC0000000u) o.signal = static_cast<int>(code);
-    else o.exit_code = static_cast<int>(code);
-  }
-  o.out = slurp_text(r.out);
-  o.err = slurp_text(r.err);
-  return o;
+std::size_t wait_any(const std::vector<Child>& children, Outcome& how) {
+  // The runs in parallel are a handful, far below the 64 handles one wait takes.
+  std::vector<HANDLE> handles;
+  for (const Child& c : children) handles.push_back(handle_of(c));
+  const DWORD woken =
+      WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(), FALSE, INFINITE);
+  // Should the wait itself fail, the first child is waited for alone.
+  const std::size_t i = woken < WAIT_OBJECT_0 + handles.size() ? woken - WAIT_OBJECT_0 : 0;
+  if (i == 0) WaitForSingleObject(handles[0], INFINITE);
+  DWORD code = 0;
+  GetExitCodeProcess(handles[i], &code);
+  CloseHandle(handles[i]);
+  // An exception that ended the process shows as its NTSTATUS.
+  if (code >= 0xC0000000u) how.signal = static_cast<int>(code);
+  else how.exit_code = static_cast<int>(code);
+  return i;
 }
 
-}  // namespace
-
-const fs::path& temp_dir() {
-  static TempDir dir;
-  return dir.path;
+// Text-mode line ends read as the other systems write them.
+std::string read_text(const fs::path& p) {
+  const std::string text = slurp(p);
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i)
+    if (!(text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n')) out.push_back(text[i]);
+  return out;
 }
 
-const char* const kModuleSuffix = ".dll";
-
-// Every module of the Windows build lies beside the programs.
-std::string built_module(const std::string& name) {
-  return (std::filesystem::path(TARNX_CLI).parent_path() / (name + kModuleSuffix)).string();
-}
-
-Outcome run_tarnx(const std::vector<std::string>& args, const std::string& input) {
-  static int id = 100000;
-  return finish(start(args, input, ++id));
-}
-
-std::vector<Outcome> run_all(const std::vector<std::vector<std::string>>& commands, int parallel) {
-  std::vector<Outcome> outcomes(commands.size());
-  std::vector<std::pair<std::size_t, Running>> running;
-  std::size_t next = 0;
-  while (next < commands.size() || !running.empty()) {
-    while (next < commands.size() && static_cast<int>(running.size()) < parallel) {
-      running.emplace_back(next, start(commands[next], "", static_cast<int>(next)));
-      ++next;
-    }
-    // The oldest first: the order of finishing does not matter, only that
-    // no more than `parallel` run at once.
-    outcomes[running.front().first] = finish(running.front().second);
-    running.erase(running.begin());
-  }
-  return outcomes;
-}
-
+}  // namespace os
 }  // namespace cli_test

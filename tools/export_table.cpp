@@ -1,4 +1,4 @@
-#include "frame/export_table.hpp"
+#include "tools/export_table.hpp"
 
 #include <array>
 #include <string_view>
