@@ -226,23 +226,43 @@ inline constexpr int64_t kStreamBytes = int64_t{24} << 20;
 
 // Columns [j_begin, j_end) of the column-major result, that is rows
 // [j_begin, j_end) of the m x n source's transpose: the part one thread
-// writes. It goes one tile-wide band of result rows at a time, each band
-// top to bottom, so that its writes stream along the rows of the result.
+// writes. It goes one band of result rows at a time, each band top to bottom,
+// so that its writes stream along the rows of the result.
+//
+// When the result is streamed past the caches only the source side needs
+// them, and there the danger is a tall walk with one line per source row:
+// each line is on a fresh page, and on power-of-two rows every line falls in
+// the same cache set. A band `kStreamBandTiles` tiles wide reads a few
+// adjacent lines per row, and the rows some tiles further down are fetched
+// ahead while the current ones are moved. Cached results keep a band one
+// tile wide, whose few open destination lines the caches hold.
+inline constexpr int64_t kStreamBandTiles = 4;
+inline constexpr int64_t kPrefetchTilesAhead = 4;
+
 template <bool stream, class U>
 void transpose_band(const U* src, int64_t m, int64_t n, U* dst, U flip, int64_t j_begin, int64_t j_end) {
   constexpr int64_t w = kTile<U>;
+  constexpr int64_t band = (stream ? kStreamBandTiles : 1) * w;
   const int64_t whole_i = m / w * w;
-  for (int64_t j0 = j_begin; j0 < j_end; j0 += w) {
-    if (j0 + w <= j_end) {
-      for (int64_t i0 = 0; i0 < whole_i; i0 += w) {
-        transpose_tile<stream>(src + i0 * n + j0, n, dst + j0 * m + i0, m, flip);
+  for (int64_t jb = j_begin; jb < j_end; jb += band) {
+    const int64_t je = jb + band < j_end ? jb + band : j_end;
+    const int64_t whole_je = jb + (je - jb) / w * w;
+    for (int64_t i0 = 0; i0 < whole_i; i0 += w) {
+#if defined(__SSE2__)
+      if constexpr (stream) {
+        const int64_t ahead = i0 + kPrefetchTilesAhead * w;
+        if (ahead < whole_i)
+          for (int64_t i = ahead; i < ahead + w; ++i)
+            for (int64_t j0 = jb; j0 < whole_je; j0 += w)
+              _mm_prefetch(reinterpret_cast<const char*>(src + i * n + j0), _MM_HINT_T0);
       }
-    } else {
-      for (int64_t j = j0; j < j_end; ++j)
-        for (int64_t i = 0; i < whole_i; ++i) dst[j * m + i] = src[i * n + j] ^ flip;
+#endif
+      for (int64_t j0 = jb; j0 < whole_je; j0 += w)
+        transpose_tile<stream>(src + i0 * n + j0, n, dst + j0 * m + i0, m, flip);
     }
-    const int64_t j1 = j0 + w < j_end ? j0 + w : j_end;
-    for (int64_t j = j0; j < j1; ++j)
+    for (int64_t j = whole_je; j < je; ++j)
+      for (int64_t i = 0; i < whole_i; ++i) dst[j * m + i] = src[i * n + j] ^ flip;
+    for (int64_t j = jb; j < je; ++j)
       for (int64_t i = whole_i; i < m; ++i) dst[j * m + i] = src[i * n + j] ^ flip;
   }
 }
