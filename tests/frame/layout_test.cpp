@@ -186,6 +186,34 @@ TEST(LayoutCopy, LargeCopiesMatchThePlainLoop) {
   }
 }
 
+// Power-of-two rows put every row of a tile in the same cache set and large
+// blocks are written past the caches, the copy's other route: square, tall
+// and wide shapes of 16 MB, and one band of 2048 x 2048 doubles (32 MB), on
+// one thread and on a split that cuts the wide bands unevenly.
+TYPED_TEST(LayoutCopies, PowerOfTwoShapesPastTheCachesGiveThePlainLoopsBits) {
+  using T = TypeParam;
+  using U = tarnx::detail::UnitOf<T>;
+  const int count_log2 = 24 - std::countr_zero(sizeof(T));  // 16 MB of elements
+  std::vector<std::pair<int, int>> shapes;
+  for (int rows_log2 : {count_log2 / 2, count_log2 / 2 - 2, count_log2 / 2 + 2})
+    shapes.emplace_back(1 << rows_log2, 1 << (count_log2 - rows_log2));
+  if constexpr (std::is_same_v<T, double>) shapes.emplace_back(2048, 2048);
+  for (auto [m, n] : shapes) {
+    SCOPED_TRACE(::testing::Message() << m << " x " << n);
+    const auto src = numbered<T>(static_cast<std::size_t>(m) * n);
+    const bool conjugate = tarnx::is_complex_v<T>;
+    const auto expected = reference_copy(src, m, n, conjugate);
+    U flip{};
+    if constexpr (tarnx::is_complex_v<T>) flip = tarnx::detail::conjugating_flip<T>();
+    std::vector<T> dst(src.size());
+    for (int threads : {1, 3}) {
+      tarnx::detail::layout_copy(src.data(), m, n, dst.data(), flip, threads);
+      ASSERT_TRUE(same_bits(dst, expected)) << "threads " << threads;
+      std::fill(dst.begin(), dst.end(), T{});
+    }
+  }
+}
+
 TYPED_TEST(ScreenPositions, AnySplitFindsTheOneRefusedValue) {
   using R = TypeParam;
   const int64_t n = 1000;
