@@ -32,6 +32,15 @@ void transpose_frame(benchmark::State& s) {
   }
   s.SetBytesProcessed(s.iterations() * q.bytes());
 }
+// The same copy on the calling thread alone, the kernel's own speed.
+void transpose_one_thread(benchmark::State& s) {
+  Square q(static_cast<int32_t>(s.range(0)));
+  for (auto _ : s) {
+    tarnx::detail::layout_copy(q.a.data(), q.n, q.n, q.b.data(), tarnx::detail::UnitOf<double>{}, 1);
+    benchmark::ClobberMemory();
+  }
+  s.SetBytesProcessed(s.iterations() * q.bytes());
+}
 void copy_memcpy(benchmark::State& s) {
   Square q(static_cast<int32_t>(s.range(0)));
   for (auto _ : s) {
@@ -50,9 +59,11 @@ void register_frame_pieces(double (*least)(const std::vector<double>&)) {
   };
   for (const Piece& p :
        {Piece{"frame/screen", screen_frame}, Piece{"frame/transpose", transpose_frame},
+        Piece{"frame/transpose_one_thread", transpose_one_thread},
         Piece{"frame/memcpy", copy_memcpy}})
     benchmark::RegisterBenchmark(p.name, p.fn)
         ->Arg(512)
+        ->Arg(1000)
         ->Arg(2048)
         ->Unit(benchmark::kMicrosecond)
         ->Repetitions(5)

@@ -239,19 +239,33 @@ inline constexpr int64_t kStreamBytes = int64_t{24} << 20;
 inline constexpr int64_t kStreamBandTiles = 4;
 inline constexpr int64_t kPrefetchTilesAhead = 4;
 
+// Units before the first 64-byte line boundary at `p`, when units can sit
+// on one; else 0.
+template <class U> int64_t units_to_line(const U* p) {
+  const auto address = reinterpret_cast<uintptr_t>(p);
+  if (address % sizeof(U) != 0) return 0;
+  return static_cast<int64_t>((64 - address % 64) % 64 / sizeof(U));
+}
+
 template <bool stream, class U>
 void transpose_band(const U* src, int64_t m, int64_t n, U* dst, U flip, int64_t j_begin, int64_t j_end) {
   constexpr int64_t w = kTile<U>;
   constexpr int64_t band = (stream ? kStreamBandTiles : 1) * w;
-  const int64_t whole_i = m / w * w;
+  // The tiles start where the result's first column meets a line boundary,
+  // so that when every column does (rows of whole lines) each tile writes
+  // whole lines: a streamed store to part of a line costs a read of the
+  // rest, and that more than halves the speed.
+  const int64_t lead = units_to_line(dst);
+  const int64_t i_first = lead < m ? lead : m;
+  const int64_t i_last = i_first + (m - i_first) / w * w;
   for (int64_t jb = j_begin; jb < j_end; jb += band) {
     const int64_t je = jb + band < j_end ? jb + band : j_end;
     const int64_t whole_je = jb + (je - jb) / w * w;
-    for (int64_t i0 = 0; i0 < whole_i; i0 += w) {
+    for (int64_t i0 = i_first; i0 < i_last; i0 += w) {
 #if defined(__SSE2__)
       if constexpr (stream) {
         const int64_t ahead = i0 + kPrefetchTilesAhead * w;
-        if (ahead < whole_i)
+        if (ahead < i_last)
           for (int64_t i = ahead; i < ahead + w; ++i)
             for (int64_t j0 = jb; j0 < whole_je; j0 += w)
               _mm_prefetch(reinterpret_cast<const char*>(src + i * n + j0), _MM_HINT_T0);
@@ -261,9 +275,11 @@ void transpose_band(const U* src, int64_t m, int64_t n, U* dst, U flip, int64_t 
         transpose_tile<stream>(src + i0 * n + j0, n, dst + j0 * m + i0, m, flip);
     }
     for (int64_t j = whole_je; j < je; ++j)
-      for (int64_t i = 0; i < whole_i; ++i) dst[j * m + i] = src[i * n + j] ^ flip;
-    for (int64_t j = jb; j < je; ++j)
-      for (int64_t i = whole_i; i < m; ++i) dst[j * m + i] = src[i * n + j] ^ flip;
+      for (int64_t i = i_first; i < i_last; ++i) dst[j * m + i] = src[i * n + j] ^ flip;
+    for (int64_t j = jb; j < je; ++j) {
+      for (int64_t i = 0; i < i_first; ++i) dst[j * m + i] = src[i * n + j] ^ flip;
+      for (int64_t i = i_last; i < m; ++i) dst[j * m + i] = src[i * n + j] ^ flip;
+    }
   }
 }
 

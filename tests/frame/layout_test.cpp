@@ -131,6 +131,15 @@ template <class T> bool same_bits(const std::vector<T>& a, const std::vector<T>&
   return a.size() == b.size() && std::memcmp(a.data(), b.data(), sizeof(T) * a.size()) == 0;
 }
 
+// Room for `count` values in `storage`, starting `bytes` past a 64-byte line
+// boundary: the copy lines its tiles up with the result's lines, so each
+// place of the result in a line takes a different split into tiles.
+template <class T> T* placed(std::vector<T>& storage, std::size_t count, std::size_t bytes) {
+  storage.assign(count + 64 / sizeof(T) + 1, T{});
+  const auto base = reinterpret_cast<uintptr_t>(storage.data());
+  return reinterpret_cast<T*>(base + (bytes + 64 - base % 64) % 64);
+}
+
 template <class T> class LayoutCopies : public ::testing::Test {};
 using ElementTypes = ::testing::Types<float, double, tarnx::cfloat, tarnx::cdouble>;
 TYPED_TEST_SUITE(LayoutCopies, ElementTypes);
@@ -156,6 +165,12 @@ TYPED_TEST(LayoutCopies, EveryShapeAroundTheTileAndEverySplitGivesThePlainLoopsB
           std::vector<T> dst(src.size());
           tarnx::detail::layout_copy(src.data(), m, n, dst.data(), flip, threads);
           ASSERT_TRUE(same_bits(dst, expected)) << "threads " << threads << " conjugate " << conjugate;
+        }
+        for (std::size_t offset = 0; offset < 64; offset += alignof(T)) {
+          std::vector<T> storage;
+          T* out = placed(storage, src.size(), offset);
+          tarnx::detail::layout_copy(src.data(), m, n, out, flip, 1);
+          ASSERT_EQ(std::memcmp(out, expected.data(), sizeof(T) * expected.size()), 0) << "offset " << offset;
         }
         std::vector<T> dst(src.size());
         if constexpr (tarnx::is_complex_v<T>) {
@@ -188,8 +203,8 @@ TEST(LayoutCopy, LargeCopiesMatchThePlainLoop) {
 
 // Power-of-two rows put every row of a tile in the same cache set and large
 // blocks are written past the caches, the copy's other route: square, tall
-// and wide shapes of 16 MB, and one band of 2048 x 2048 doubles (32 MB), on
-// one thread and on a split that cuts the wide bands unevenly.
+// and wide shapes of 16 MB, and 2048 x 2048 doubles (32 MB), on one thread
+// and on a split that cuts the wide bands unevenly.
 TYPED_TEST(LayoutCopies, PowerOfTwoShapesPastTheCachesGiveThePlainLoopsBits) {
   using T = TypeParam;
   using U = tarnx::detail::UnitOf<T>;
@@ -205,11 +220,14 @@ TYPED_TEST(LayoutCopies, PowerOfTwoShapesPastTheCachesGiveThePlainLoopsBits) {
     const auto expected = reference_copy(src, m, n, conjugate);
     U flip{};
     if constexpr (tarnx::is_complex_v<T>) flip = tarnx::detail::conjugating_flip<T>();
-    std::vector<T> dst(src.size());
-    for (int threads : {1, 3}) {
-      tarnx::detail::layout_copy(src.data(), m, n, dst.data(), flip, threads);
-      ASSERT_TRUE(same_bits(dst, expected)) << "threads " << threads;
-      std::fill(dst.begin(), dst.end(), T{});
+    // On a line boundary and at two places inside a line, all written past
+    // the caches.
+    for (auto [threads, offset] : {std::pair{1, 0}, std::pair{3, 16}, std::pair{1, 48}}) {
+      std::vector<T> storage;
+      T* out = placed(storage, src.size(), offset);
+      tarnx::detail::layout_copy(src.data(), m, n, out, flip, threads);
+      ASSERT_EQ(std::memcmp(out, expected.data(), sizeof(T) * expected.size()), 0)
+          << "threads " << threads << " offset " << offset;
     }
   }
 }
