@@ -233,9 +233,10 @@ inline constexpr int64_t kStreamBytes = int64_t{24} << 20;
 // them, and there the danger is a tall walk with one line per source row:
 // each line is on a fresh page, and on power-of-two rows every line falls in
 // the same cache set. A band `kStreamBandTiles` tiles wide reads a few
-// adjacent lines per row, and the rows some tiles further down are fetched
-// ahead while the current ones are moved. Cached results keep a band one
-// tile wide, whose few open destination lines the caches hold.
+// adjacent lines per row, and the tile some tiles further down is fetched
+// ahead as each tile is moved (spread out like this rather than a row of
+// tiles at once, the fetches overlap the moves better). Cached results keep
+// a band one tile wide, whose few open destination lines the caches hold.
 inline constexpr int64_t kStreamBandTiles = 4;
 inline constexpr int64_t kPrefetchTilesAhead = 4;
 
@@ -262,17 +263,16 @@ void transpose_band(const U* src, int64_t m, int64_t n, U* dst, U flip, int64_t 
     const int64_t je = jb + band < j_end ? jb + band : j_end;
     const int64_t whole_je = jb + (je - jb) / w * w;
     for (int64_t i0 = i_first; i0 < i_last; i0 += w) {
+      const int64_t ahead = i0 + kPrefetchTilesAhead * w;
+      for (int64_t j0 = jb; j0 < whole_je; j0 += w) {
 #if defined(__SSE2__)
-      if constexpr (stream) {
-        const int64_t ahead = i0 + kPrefetchTilesAhead * w;
-        if (ahead < i_last)
-          for (int64_t i = ahead; i < ahead + w; ++i)
-            for (int64_t j0 = jb; j0 < whole_je; j0 += w)
+        if constexpr (stream)
+          if (ahead < i_last)
+            for (int64_t i = ahead; i < ahead + w; ++i)
               _mm_prefetch(reinterpret_cast<const char*>(src + i * n + j0), _MM_HINT_T0);
-      }
 #endif
-      for (int64_t j0 = jb; j0 < whole_je; j0 += w)
         transpose_tile<stream>(src + i0 * n + j0, n, dst + j0 * m + i0, m, flip);
+      }
     }
     for (int64_t j = whole_je; j < je; ++j)
       for (int64_t i = i_first; i < i_last; ++i) dst[j * m + i] = src[i * n + j] ^ flip;
