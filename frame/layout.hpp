@@ -268,8 +268,12 @@ void transpose_band(const U* src, int64_t m, int64_t n, U* dst, U flip, int64_t 
 #if defined(__SSE2__)
         if constexpr (stream)
           if (ahead < i_last)
-            for (int64_t i = ahead; i < ahead + w; ++i)
+            for (int64_t i = ahead; i < ahead + w; ++i) {
+              // Both ends: a row of the tile straddles two lines unless the
+              // source rows start on line boundaries.
               _mm_prefetch(reinterpret_cast<const char*>(src + i * n + j0), _MM_HINT_T0);
+              _mm_prefetch(reinterpret_cast<const char*>(src + i * n + j0 + w) - 1, _MM_HINT_T0);
+            }
 #endif
         transpose_tile<stream>(src + i0 * n + j0, n, dst + j0 * m + i0, m, flip);
       }
