@@ -226,17 +226,35 @@ inline constexpr int64_t kStreamBytes = int64_t{24} << 20;
 
 // Columns [j_begin, j_end) of the column-major result, that is rows
 // [j_begin, j_end) of the m x n source's transpose: the part one thread
-// writes. It goes one band of result rows at a time, each band top to bottom,
-// so that its writes stream along the rows of the result.
-//
-// When the result is streamed past the caches only the source side needs
-// them, and there the danger is a tall walk with one line per source row:
-// each line is on a fresh page, and on power-of-two rows every line falls in
-// the same cache set. A band `kStreamBandTiles` tiles wide reads a few
-// adjacent lines per row, and the tile some tiles further down is fetched
-// ahead as each tile is moved (spread out like this rather than a row of
-// tiles at once, the fetches overlap the moves better). Cached results keep
-// a band one tile wide, whose few open destination lines the caches hold.
+// writes. It goes one tile-wide band of result rows at a time, each band
+// top to bottom, so that its writes stream along the rows of the result.
+template <class U>
+void transpose_band_cached(const U* src, int64_t m, int64_t n, U* dst, U flip, int64_t j_begin, int64_t j_end) {
+  constexpr int64_t w = kTile<U>;
+  const int64_t whole_i = m / w * w;
+  for (int64_t j0 = j_begin; j0 < j_end; j0 += w) {
+    if (j0 + w <= j_end) {
+      for (int64_t i0 = 0; i0 < whole_i; i0 += w) {
+        transpose_tile<false>(src + i0 * n + j0, n, dst + j0 * m + i0, m, flip);
+      }
+    } else {
+      for (int64_t j = j0; j < j_end; ++j)
+        for (int64_t i = 0; i < whole_i; ++i) dst[j * m + i] = src[i * n + j] ^ flip;
+    }
+    const int64_t j1 = j0 + w < j_end ? j0 + w : j_end;
+    for (int64_t j = j0; j < j1; ++j)
+      for (int64_t i = whole_i; i < m; ++i) dst[j * m + i] = src[i * n + j] ^ flip;
+  }
+}
+
+#if defined(__SSE2__)
+// The same part when the result is streamed past the caches. Only the source
+// side then needs them, and there the danger is the tall walk with one line
+// per source row: each line is on a fresh page, and on power-of-two rows
+// every line falls in the same cache set. A band `kStreamBandTiles` tiles
+// wide reads a few adjacent lines per row, and the tile some tiles further
+// down is fetched ahead as each tile is moved (spread out like this rather
+// than a row of tiles at once, the fetches overlap the moves better).
 inline constexpr int64_t kStreamBandTiles = 4;
 inline constexpr int64_t kPrefetchTilesAhead = 4;
 
@@ -248,10 +266,10 @@ template <class U> int64_t units_to_line(const U* p) {
   return static_cast<int64_t>((64 - address % 64) % 64 / sizeof(U));
 }
 
-template <bool stream, class U>
-void transpose_band(const U* src, int64_t m, int64_t n, U* dst, U flip, int64_t j_begin, int64_t j_end) {
+template <class U>
+void transpose_band_streamed(const U* src, int64_t m, int64_t n, U* dst, U flip, int64_t j_begin, int64_t j_end) {
   constexpr int64_t w = kTile<U>;
-  constexpr int64_t band = (stream ? kStreamBandTiles : 1) * w;
+  constexpr int64_t band = kStreamBandTiles * w;
   // The tiles start where the result's first column meets a line boundary,
   // so that when every column does (rows of whole lines) each tile writes
   // whole lines: a streamed store to part of a line costs a read of the
@@ -265,17 +283,14 @@ void transpose_band(const U* src, int64_t m, int64_t n, U* dst, U flip, int64_t 
     for (int64_t i0 = i_first; i0 < i_last; i0 += w) {
       const int64_t ahead = i0 + kPrefetchTilesAhead * w;
       for (int64_t j0 = jb; j0 < whole_je; j0 += w) {
-#if defined(__SSE2__)
-        if constexpr (stream)
-          if (ahead < i_last)
-            for (int64_t i = ahead; i < ahead + w; ++i) {
-              // Both ends: a row of the tile straddles two lines unless the
-              // source rows start on line boundaries.
-              _mm_prefetch(reinterpret_cast<const char*>(src + i * n + j0), _MM_HINT_T0);
-              _mm_prefetch(reinterpret_cast<const char*>(src + i * n + j0 + w) - 1, _MM_HINT_T0);
-            }
-#endif
-        transpose_tile<stream>(src + i0 * n + j0, n, dst + j0 * m + i0, m, flip);
+        if (ahead < i_last)
+          for (int64_t i = ahead; i < ahead + w; ++i) {
+            // Both ends: a row of the tile straddles two lines unless the
+            // source rows start on line boundaries.
+            _mm_prefetch(reinterpret_cast<const char*>(src + i * n + j0), _MM_HINT_T0);
+            _mm_prefetch(reinterpret_cast<const char*>(src + i * n + j0 + w) - 1, _MM_HINT_T0);
+          }
+        transpose_tile<true>(src + i0 * n + j0, n, dst + j0 * m + i0, m, flip);
       }
     }
     for (int64_t j = whole_je; j < je; ++j)
@@ -286,20 +301,21 @@ void transpose_band(const U* src, int64_t m, int64_t n, U* dst, U flip, int64_t 
     }
   }
 }
+#endif
 
 template <class U>
 void transpose_part(const U* src, int64_t m, int64_t n, U* dst, U flip, int64_t j_begin, int64_t j_end) {
 #if defined(__SSE2__)
   const bool aligned = reinterpret_cast<uintptr_t>(dst) % 16 == 0 && m * static_cast<int64_t>(sizeof(U)) % 16 == 0;
   if (aligned && 2 * m * n * static_cast<int64_t>(sizeof(U)) >= kStreamBytes) {
-    transpose_band<true>(src, m, n, dst, flip, j_begin, j_end);
+    transpose_band_streamed(src, m, n, dst, flip, j_begin, j_end);
     // Streamed stores are weakly ordered: they must be out before the part
     // counts as done.
     _mm_sfence();
     return;
   }
 #endif
-  transpose_band<false>(src, m, n, dst, flip, j_begin, j_end);
+  transpose_band_cached(src, m, n, dst, flip, j_begin, j_end);
 }
 
 // The whole copy on `threads` threads, each writing its own band of the
