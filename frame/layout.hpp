@@ -155,14 +155,17 @@ void transpose_copy(const T* src, int32_t m, int32_t n, T* dst, Op op) {
 struct __attribute__((__may_alias__)) Unit4 {
   uint32_t bits;
 };
+// Two halves rather than one 64-bit word: an 8-byte unit also stands for a
+// single complex, whose parts are floats, so it may lie on any 4-byte
+// boundary and must not ask for more.
 struct __attribute__((__may_alias__)) Unit8 {
-  uint64_t bits;
+  uint32_t low, high;
 };
 struct __attribute__((__may_alias__)) Unit16 {
   uint64_t low, high;
 };
 inline Unit4 operator^(Unit4 a, Unit4 b) { return {a.bits ^ b.bits}; }
-inline Unit8 operator^(Unit8 a, Unit8 b) { return {a.bits ^ b.bits}; }
+inline Unit8 operator^(Unit8 a, Unit8 b) { return {a.low ^ b.low, a.high ^ b.high}; }
 inline Unit16 operator^(Unit16 a, Unit16 b) { return {a.low ^ b.low, a.high ^ b.high}; }
 
 // A tile is one 64-byte cache line of units on a side: every line read is
@@ -187,7 +190,8 @@ inline void transpose_tile(const U* src, int64_t lds, U* dst, int64_t ldd, U fli
       for (int64_t j = 0; j < w; ++j) store(dst + j * ldd + i, _mm_xor_si128(load(src + i * lds + j), x));
   } else if constexpr (sizeof(U) == 8) {
     // 2 x 2 blocks: two rows' pairs become two columns' pairs.
-    const __m128i x = _mm_set1_epi64x(static_cast<long long>(flip.bits));
+    const __m128i x = _mm_set_epi32(static_cast<int>(flip.high), static_cast<int>(flip.low),
+                                     static_cast<int>(flip.high), static_cast<int>(flip.low));
     for (int64_t i = 0; i < w; i += 2)
       for (int64_t j = 0; j < w; j += 2) {
         const __m128i r0 = _mm_xor_si128(load(src + i * lds + j), x);
@@ -330,12 +334,12 @@ template <class U> void transpose_units(const U* src, int64_t m, int64_t n, U* d
 template <class T>
 using UnitOf = std::conditional_t<sizeof(T) == 4, Unit4, std::conditional_t<sizeof(T) == 8, Unit8, Unit16>>;
 template <class T> constexpr UnitOf<T> conjugating_flip() {
-  if constexpr (sizeof(T) == 8) return Unit8{uint64_t{1} << 63};
+  if constexpr (sizeof(T) == 8) return Unit8{0, uint32_t{1} << 31};
   else return Unit16{0, uint64_t{1} << 63};
 }
 
 template <class T> void layout_copy(const T* src, int32_t m, int32_t n, T* dst, UnitOf<T> flip, int threads) {
-  static_assert(sizeof(UnitOf<T>) == sizeof(T));
+  static_assert(sizeof(UnitOf<T>) == sizeof(T) && alignof(UnitOf<T>) <= alignof(T));
   transpose_units(reinterpret_cast<const UnitOf<T>*>(src), m, n, reinterpret_cast<UnitOf<T>*>(dst), flip, threads);
 }
 
