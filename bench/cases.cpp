@@ -409,14 +409,11 @@ template <class T, auto Export> struct LinearSystem : SquareSystem<T> {
   std::vector<int> ipiv;
   explicit LinearSystem(int32_t n_) : S(n_, 19), ipiv(n_) { this->arrays.scratches(workspace, pivots); }
   int32_t ours() override { return Export(S::a, S::b, 0, S::x, workspace, pivots); }
-  // The row-major A goes to the core as it lies, which reads it as A^T: the
-  // core factors that and solves with its transpose, as the export does.
+  // The raw side hands the core the column-major A made once beforehand.
   void raw() override {
-    put(S::lu.data(), S::av);
-    put(S::rhs.data(), S::bv);
+    S::restore();
     int info = 0, one = 1;
-    Raw<T>::getrf(&n, &n, S::lu.data(), &n, ipiv.data(), &info);
-    Raw<T>::getrs("T", &n, &one, S::lu.data(), &n, ipiv.data(), S::rhs.data(), &n, &info);
+    Raw<T>::gesv(&n, &one, S::lu.data(), &n, ipiv.data(), S::rhs.data(), &n, &info);
   }
 };
 

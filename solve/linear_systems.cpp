@@ -40,18 +40,12 @@ int32_t GeneralSolveKernel(const T* a, int32_t n, const T* b, int32_t k, T* x, H
   int32_t* ipiv = nullptr;
   if (int32_t status = size_scratch<int32_t>(pivots, n, &ipiv); status != Ok) return status;
   const auto [w, rhs] = parts;
-  // The core reads the row-major A as its transpose, so A goes in as it lies
-  // and the core factors the transpose, P L U = A^T; solving with the
-  // transpose of that factor is A X = B. This saves a transposing copy of
-  // the n x n matrix at the price of factoring A^T instead of A: the
-  // solution can differ from a factorization of A in the last bits. The
-  // plain transpose holds for complex types too; nothing is conjugated.
-  copy_values(a, element_count(n, n), w);
+  // The core factors A itself, so A goes in transposed, like B; the plain
+  // transpose holds for complex types too, nothing is conjugated.
+  ToColumnMajor(a, n, n, w);
   ToColumnMajor(b, n, k, rhs);
   int info = 0;
-  Core<T>::getrf(&n, &n, w, &n, ipiv, &info);
-  if (int32_t status = status_from_info(info, Singular); status != Ok) return status;
-  Core<T>::getrs("T", &n, &k, w, &n, ipiv, rhs, &n, &info);
+  Core<T>::gesv(&n, &k, w, &n, ipiv, rhs, &n, &info);
   if (int32_t status = status_from_info(info, Singular); status != Ok) return status;
   solution_to_row_major(rhs, n, k, x);
   return Ok;
