@@ -322,9 +322,30 @@ void transpose_part(const U* src, int64_t m, int64_t n, U* dst, U flip, int64_t 
   transpose_band_cached(src, m, n, dst, flip, j_begin, j_end);
 }
 
+// Blocks smaller than a tile on a side have no whole tile to move: one
+// plain walk, with the flip only when there is one, costs a few
+// instructions an element where the tiled route's edge loops cost tens.
+template <class U> bool is_zero_unit(U u) {
+  const U zero{};
+  return std::memcmp(&u, &zero, sizeof(U)) == 0;
+}
+template <class U> void transpose_small(const U* src, int64_t m, int64_t n, U* dst, U flip) {
+  if (is_zero_unit(flip)) {
+    for (int64_t i = 0; i < m; ++i)
+      for (int64_t j = 0; j < n; ++j) dst[j * m + i] = src[i * n + j];
+  } else {
+    for (int64_t i = 0; i < m; ++i)
+      for (int64_t j = 0; j < n; ++j) dst[j * m + i] = src[i * n + j] ^ flip;
+  }
+}
+
 // The whole copy on `threads` threads, each writing its own band of the
 // result's columns. The result does not depend on the split.
 template <class U> void transpose_units(const U* src, int64_t m, int64_t n, U* dst, U flip, int threads) {
+  if ((m < kTile<U> || n < kTile<U>) && threads <= 1) {
+    transpose_small(src, m, n, dst, flip);
+    return;
+  }
   parallel::split(n, kTile<U>, threads,
                   [&](int64_t j_begin, int64_t j_end) { transpose_part(src, m, n, dst, flip, j_begin, j_end); });
 }
@@ -340,6 +361,14 @@ template <class T> constexpr UnitOf<T> conjugating_flip() {
 
 template <class T> void layout_copy(const T* src, int32_t m, int32_t n, T* dst, UnitOf<T> flip, int threads) {
   static_assert(sizeof(UnitOf<T>) == sizeof(T) && alignof(UnitOf<T>) <= alignof(T));
+  // A small plain copy moves whole elements: a unit of two halves costs
+  // twice the moves.
+  if (m < kTile<UnitOf<T>> && n < kTile<UnitOf<T>> && is_zero_unit(flip)) {
+    for (int32_t i = 0; i < m; ++i)
+      for (int32_t j = 0; j < n; ++j)
+        dst[static_cast<std::size_t>(j) * m + i] = src[static_cast<std::size_t>(i) * n + j];
+    return;
+  }
   transpose_units(reinterpret_cast<const UnitOf<T>*>(src), m, n, reinterpret_cast<UnitOf<T>*>(dst), flip, threads);
 }
 
