@@ -60,11 +60,26 @@ template <class R> R power_of_two(int k) {
 // between the two although the result does neither.
 template <class T> void scale_two_sided(T* a, int32_t n, const RealOf<T>* d, int sign) {
   using R = RealOf<T>;
-  // Within this many binaries the factor 2^k is a normal number in every
-  // precision, so multiplying by it is as exact as scaling by k.
-  constexpr int kDirect = 100;
   // A matrix the core found balanced already is left as it is.
   if (std::all_of(d, d + n, [](R v) { return v == R(1); })) return;
+  // With every exponent within this many binaries of 1, each factor
+  // d(j) / d(i) and its parts are normal numbers, formed exactly; the
+  // element then takes one rounding, the same as scaling it by 2^k.
+  constexpr int kNear = 50;
+  if (std::all_of(d, d + n, [](R v) { return std::abs(exponent_of(v)) < kNear; })) {
+    for (int32_t i = 0; i < n; ++i) {
+      T* row = a + static_cast<std::size_t>(i) * n;
+      if (sign > 0) {
+        const R inverse = R(1) / d[i];
+        for (int32_t j = 0; j < n; ++j) row[j] *= d[j] * inverse;
+      } else {
+        for (int32_t j = 0; j < n; ++j) row[j] *= d[i] / d[j];
+      }
+    }
+    return;
+  }
+  // Farther apart, 2^k itself may not be a normal number.
+  constexpr int kDirect = 100;
   for (int32_t i = 0; i < n; ++i) {
     T* row = a + static_cast<std::size_t>(i) * n;
     const int ei = exponent_of(d[i]);

@@ -57,9 +57,11 @@ template <class T> RealOf<T> infinity_norm(const T* a, int32_t n) {
   for (int32_t i = 0; i < n; ++i) {
     const T* row = a + static_cast<std::size_t>(i) * n;
     R sum = 0;
-    for (int32_t j = 0; j < n; ++j) {
-      if constexpr (is_complex_v<T>) sum += modulus(row[j]);
-      else sum += std::abs(row[j]);
+    if constexpr (is_complex_v<T>) {
+      for (int32_t j = 0; j < n; ++j)
+        sum += modulus(row[j]);
+    } else {
+      sum = Core<T>::asum(n, row, 1);
     }
     if (sum > best) best = sum;
   }
