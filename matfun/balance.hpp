@@ -66,7 +66,11 @@ template <class T> void scale_two_sided(T* a, int32_t n, const RealOf<T>* d, int
   // d(j) / d(i) and its parts are normal numbers, formed exactly; the
   // element then takes one rounding, the same as scaling it by 2^k.
   constexpr int kNear = 50;
-  if (std::all_of(d, d + n, [](R v) { return std::abs(exponent_of(v)) < kNear; })) {
+  const auto near = [](R v) {
+    const int e = exponent_of(v);
+    return e > -kNear && e < kNear;
+  };
+  if (std::all_of(d, d + n, near)) {
     for (int32_t i = 0; i < n; ++i) {
       T* row = a + static_cast<std::size_t>(i) * n;
       if (sign > 0) {
